@@ -1,0 +1,24 @@
+// VQBinary: a byte buffer of its own.
+//
+// Threads: like a std::vector. Copies are deep.
+#pragma once
+
+#include "VQFramework/VQFrameworkExport.h"
+
+class VQ_FRAMEWORK_API VQBinary {
+ public:
+  VQBinary();
+  // Copies `size` bytes. A null `data` gives an empty buffer.
+  VQBinary(const void* data, unsigned int size);
+  VQBinary(const VQBinary& other);
+  VQBinary& operator=(const VQBinary& other);
+  ~VQBinary();
+
+  // The bytes, valid until the object changes or goes; null when it is empty.
+  const unsigned char* getBuffer() const;
+  unsigned int getSize() const;
+
+ private:
+  struct State;
+  State* const state_;
+};

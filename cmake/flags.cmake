@@ -1,0 +1,27 @@
+# How everything here is compiled.
+
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+find_package(Threads REQUIRED)
+
+add_library(linkapp_flags INTERFACE)
+target_compile_options(linkapp_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
+  -Wold-style-cast -Wformat=2 -Wundef -Wcast-qual
+  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
+  $<$<BOOL:${LINKAPP_WARNINGS_AS_ERRORS}>:-Werror>)
+
+if(LINKAPP_SANITIZE)
+  add_compile_options(-fsanitize=${LINKAPP_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${LINKAPP_SANITIZE})
+  if(LINKAPP_SANITIZE MATCHES "thread")
+    # Fences order relaxed atomics only, and no race report depends on them.
+    add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-tsan>)
+  endif()
+endif()

@@ -1,0 +1,16 @@
+# Choices of whoever builds.
+
+set(LINKAPP_FRAMEWORK "reference" CACHE STRING "Whose framework the product runs on: reference or external")
+set_property(CACHE LINKAPP_FRAMEWORK PROPERTY STRINGS reference external)
+set(LINKAPP_FRAMEWORK_INCLUDE_DIR "" CACHE PATH
+    "external only: folder that holds the host's own VQFramework/ headers; empty uses the contract's")
+option(LINKAPP_BUILD_TESTS "Build the tests" ON)
+option(LINKAPP_WARNINGS_AS_ERRORS "Treat warnings as errors (this project's own builds)" OFF)
+set(LINKAPP_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize=")
+
+if(NOT LINKAPP_FRAMEWORK MATCHES "^(reference|external)$")
+  message(FATAL_ERROR "LINKAPP_FRAMEWORK is '${LINKAPP_FRAMEWORK}'; it must be 'reference' or 'external'")
+endif()
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "" FORCE)
+endif()
