@@ -1,0 +1,252 @@
+// The records of the iOS app channel: what lies in the four shared segments, what travels as the payload of a
+// notification, and the value records that server, client and registry hand to the observers of their own process.
+//
+// Glossary
+//   device side   the process that owns an iOSAppCommonServer and speaks to the iOS device
+//   head unit     (HU) the processes with an iOSAppCommonClient each
+//   app id        place in the registration table + 1; 0 = none
+//   session id    the device's own number of an open app session, 16 bits; 0 = none
+//   iAP1 id       1, 2, 3, ... among the registered apps that have an iAP1 name; 0 = none
+//
+//   segment                              record                 bytes   notify id   written or sent by    read by
+//   iOSAppCommonLocalMem_ConnectStatus   ConnectStatusNotify    308     4           server 1-5, client 0  client,
+//   server iOSAppMem_Device1_From_HU            iOSAppCommonDataList   164008  2           client                server
+//   iOSAppMem_Device1_From_Device        iOSAppCommonDataList   164008  3           server                client
+//   iOSAppCommonLocalMem_AppInfo         iOSAppInfoList         5448    5           client                registry
+//
+//   segment      | size of record, u32 | record ...                      |
+//   byte         0                     4                                 4 + size
+//
+//   ring record  | slot 0: data[4096] size | slot 1 ... | slot 39 ... | writeIndex |
+//   byte         0                         4100         159900        164000       164004
+//
+// All numbers are little-endian and 32 bits wide. Texts are fixed arrays, NUL-terminated or NUL-padded.
+// Locks: the segment's own lock guards its record. A ConnectStatusNotify travels as payload only; the segment that
+// bears its name is created and cleared, and otherwise left alone.
+// Other processes write these bytes: readers trust neither index nor count nor size (see each field).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "LinkAppCommon/LinkAppExport.h"
+#include "VQFramework/Sync/VQSync.h"
+
+class iOSAppCommonLocalMem;
+
+namespace iosapp_def_ {
+
+// How an app is to be launched, and how a transfer ended. The channel carries the values unchanged and interprets
+// none; the device side and the head-unit apps agree on them. Foreign values pass.
+enum AppLaunchMethod : unsigned int {
+  APPLAUNCH_WITH_USER_ALERT = 0,
+  APPLAUNCH_WITHOUT_ALERT = 1,
+};
+
+enum SendResult : unsigned int {
+  SENDRESULT_FAILURE = 0,
+  SENDRESULT_SUCCESS = 1,
+};
+
+// Kind of a connection-status message.
+enum NotifyType : unsigned int {
+  NOTIFYID_APPLAUNCH = 0,        // client: deviceId, appId, launchMethod
+  NOTIFYID_CONNECTSTATUS = 1,    // server: deviceId, connectStatus, connectType, iapType
+  NOTIFYID_SESSIONSTATUS = 2,    // server: deviceId, appId, status
+  NOTIFYID_SENDRESULT = 3,       // server: deviceId, appId, sendResult
+  NOTIFYID_BTHFSTATUS = 4,       // server: deviceId, btConnected, btAddress
+  NOTIFYID_PLAYBACKAPPINFO = 5,  // server: deviceId, playbackAppName
+};
+
+// One flat record for six kinds of message; NotifyType says which fields each kind fills. The others are sent as zero.
+struct ConnectStatusNotify {
+  std::uint32_t notifyType;
+  std::uint32_t deviceId;
+  std::uint32_t appId;
+  std::uint32_t connectStatus;  // 1 = connected, 0 = disconnected
+  std::uint32_t connectType;    // 1 = Bluetooth, any other value = USB
+  std::uint32_t iapType;        // 0 = iAP1, else iAP2; exactly 1 = session openings carry app ids
+  std::uint32_t status;         // 1 = session opened, 0 = closed; also read for kind 4, which does not fill it
+  std::uint32_t sendResult;     // SendResult
+  std::uint32_t btConnected;    // 1 = hands-free link up
+  std::uint8_t btAddress[6];    // byte 0 first
+  char playbackAppName[256];    // cleared, then copied with a bound of 256
+  std::uint8_t padding[2];
+  std::uint32_t launchMethod;  // AppLaunchMethod
+};
+
+// In-process value records.
+struct ConnectInfo {
+  std::uint32_t deviceId = 0;
+  std::uint32_t connectStatus = 0;
+  std::uint32_t connectType = 0;
+  std::uint32_t iapType = 0;
+};
+
+struct SessionInfo {
+  std::uint32_t deviceId = 0;
+  std::uint32_t appId = 0;
+  std::uint32_t status = 0;
+};
+
+struct BtHfInfo {
+  std::uint32_t deviceId = 0;
+  std::uint32_t btConnected = 0;
+  std::uint8_t btAddress[6] = {};
+};
+
+struct PlaybackAppInfo {
+  std::uint32_t deviceId = 0;
+  std::string appName;
+};
+
+// Data of one message. From the server (its notification 1) `data` is an array that the observer owns and releases
+// with delete[]; from the client (its notification 2) it belongs to the client and is valid during the call only.
+struct CommData {
+  std::uint32_t deviceId = 0;
+  std::string appName;  // empty from the server, the client's own name from the client
+  std::uint8_t* data = nullptr;
+  std::uint32_t size = 0;
+  std::uint16_t sessionId = 0;  // 0 from the client, and from the server where the app has no open session
+};
+
+struct SendResultInfo {
+  std::uint32_t deviceId = 0;
+  std::uint32_t appId = 0;  // 0 from the client
+  std::string appName;      // the client's own name from the client
+  SendResult result = SENDRESULT_FAILURE;
+};
+
+static_assert(sizeof(ConnectStatusNotify) == 304, "size on the wire");
+static_assert(alignof(ConnectStatusNotify) == 4, "lies at byte 4 of its segment");
+static_assert(offsetof(ConnectStatusNotify, notifyType) == 0, "layout");
+static_assert(offsetof(ConnectStatusNotify, deviceId) == 4, "layout");
+static_assert(offsetof(ConnectStatusNotify, appId) == 8, "layout");
+static_assert(offsetof(ConnectStatusNotify, connectStatus) == 12, "layout");
+static_assert(offsetof(ConnectStatusNotify, connectType) == 16, "layout");
+static_assert(offsetof(ConnectStatusNotify, iapType) == 20, "layout");
+static_assert(offsetof(ConnectStatusNotify, status) == 24, "layout");
+static_assert(offsetof(ConnectStatusNotify, sendResult) == 28, "layout");
+static_assert(offsetof(ConnectStatusNotify, btConnected) == 32, "layout");
+static_assert(offsetof(ConnectStatusNotify, btAddress) == 36, "layout");
+static_assert(offsetof(ConnectStatusNotify, playbackAppName) == 42, "layout");
+static_assert(offsetof(ConnectStatusNotify, padding) == 298, "layout");
+static_assert(offsetof(ConnectStatusNotify, launchMethod) == 300, "layout");
+static_assert(std::is_trivially_copyable<ConnectStatusNotify>::value, "travels as bytes");
+static_assert(std::is_standard_layout<ConnectStatusNotify>::value, "offsets are defined");
+
+}  // namespace iosapp_def_
+
+// One message of a data ring.
+struct iOSAppCommonDataSlot {
+  std::uint8_t data[4096];
+  std::uint32_t size;  // 1..4096; 0 = never written; a larger value, which no writer makes, counts as 0
+};
+
+// A ring of 40 messages. There is no read index and no overflow detection: a reader that falls 40 messages behind
+// reads overwritten slots. Flow control is the users' business (send results).
+struct iOSAppCommonDataList {
+  static constexpr std::uint32_t kSlotCount = 40;
+  static constexpr std::uint32_t kSlotBytes = 4096;
+
+  iOSAppCommonDataSlot slot[kSlotCount];
+  std::uint32_t writeIndex;  // slot of the next write, 0..39; taken modulo 40. Set to 0, without the lock, by
+                             // every process that constructs the endpoint
+};
+
+// Payload of notify identifiers 2 and 3.
+struct iOSAppCommonDataNotify {
+  std::uint32_t deviceId;  // of the sending endpoint
+  std::uint32_t appId;
+  std::uint32_t slotIndex;  // slot just written, 0..39
+};
+
+// One registered app. A text that fills its field or is longer runs on into the next one; readers read up to the NUL
+// or the end of the record.
+struct iOSAppInfo {
+  std::uint32_t appId;  // index + 1; 0 = invalid
+  char iAP1Name[11];    // empty where the app has none
+  char appName[128];    // first byte NUL = invalid
+  char launchString[128];
+  std::uint8_t padding[1];
+};
+
+// The registration table. It only grows; entries are never taken back.
+struct iOSAppInfoList {
+  static constexpr std::uint32_t kEntryCount = 20;
+
+  iOSAppInfo entry[kEntryCount];
+  std::uint32_t count;  // entries in use; a reader takes 20 for anything above
+};
+
+static_assert(sizeof(iOSAppCommonDataSlot) == 4100 && alignof(iOSAppCommonDataSlot) == 4, "layout");
+static_assert(offsetof(iOSAppCommonDataSlot, data) == 0 && offsetof(iOSAppCommonDataSlot, size) == 4096, "layout");
+static_assert(sizeof(iOSAppCommonDataList) == 164004 && alignof(iOSAppCommonDataList) == 4, "layout");
+static_assert(offsetof(iOSAppCommonDataList, slot) == 0, "layout");
+static_assert(offsetof(iOSAppCommonDataList, writeIndex) == 164000, "layout");
+static_assert(sizeof(iOSAppCommonDataNotify) == 12 && alignof(iOSAppCommonDataNotify) == 4, "layout");
+static_assert(offsetof(iOSAppCommonDataNotify, deviceId) == 0, "layout");
+static_assert(offsetof(iOSAppCommonDataNotify, appId) == 4, "layout");
+static_assert(offsetof(iOSAppCommonDataNotify, slotIndex) == 8, "layout");
+static_assert(sizeof(iOSAppInfo) == 272 && alignof(iOSAppInfo) == 4, "layout");
+static_assert(offsetof(iOSAppInfo, appId) == 0, "layout");
+static_assert(offsetof(iOSAppInfo, iAP1Name) == 4, "layout");
+static_assert(offsetof(iOSAppInfo, appName) == 15, "layout");
+static_assert(offsetof(iOSAppInfo, launchString) == 143, "layout");
+static_assert(offsetof(iOSAppInfo, padding) == 271, "layout");
+static_assert(sizeof(iOSAppInfoList) == 5444 && alignof(iOSAppInfoList) == 4, "layout");
+static_assert(offsetof(iOSAppInfoList, entry) == 0 && offsetof(iOSAppInfoList, count) == 5440, "layout");
+static_assert(std::is_trivially_copyable<iOSAppCommonDataList>::value, "lies in shared memory");
+static_assert(std::is_trivially_copyable<iOSAppInfoList>::value, "lies in shared memory");
+static_assert(std::is_trivially_copyable<iOSAppCommonDataNotify>::value, "travels as bytes");
+
+// Hands-free state as the device side reports it to its server.
+struct iOSAppExtBluetoothConnectionStatus {
+  std::uint8_t btAddress[6] = {};
+  std::uint32_t flags = 0;  // bit 0 = hands-free link connected; other bits are ignored
+};
+
+// The server's notification 0: a client asks to launch an app on the device.
+struct iOSAppLaunchRequest {
+  std::uint32_t deviceId = 0;  // as the client sent it, not compared with the server's own
+  std::uint32_t appId = 0;
+  std::string launchString;  // empty where the app is not in the table
+  iosapp_def_::AppLaunchMethod launchMethod = iosapp_def_::APPLAUNCH_WITH_USER_ALERT;
+};
+
+// The two data endpoints of one device. A plain record: whoever makes a pack owns it and its endpoints.
+struct iOSAppMemPack {
+  std::uint32_t deviceId = 0;
+  iOSAppCommonLocalMem* fromHU = nullptr;
+  iOSAppCommonLocalMem* fromDevice = nullptr;
+};
+
+// One registered app as registry and server keep it. Copied field by field.
+struct LINKAPP_API iOSLinkAppInfo {
+  iOSLinkAppInfo();
+  iOSLinkAppInfo(const iOSLinkAppInfo& other);
+  iOSLinkAppInfo& operator=(const iOSLinkAppInfo& other);
+  virtual ~iOSLinkAppInfo();
+
+  std::uint16_t appId = 0;
+  std::string iAP1Name;
+  std::string appName;
+  std::string launchString;
+  std::uint16_t sessionId = 0;  // 0 = no open session
+  std::uint16_t iAP1Id = 0;     // 0 = none
+};
+
+// A table of apps. Index 0 is always one blank entry, so that look-ups by app id 0 meet it and real apps start at 1.
+// Whoever touches `list` of a shared instance holds `lock`. A copy takes the list and gets a lock of its own.
+struct LINKAPP_API SupportiOSLinkAppInfo {
+  SupportiOSLinkAppInfo();
+  SupportiOSLinkAppInfo(const SupportiOSLinkAppInfo& other);
+  SupportiOSLinkAppInfo& operator=(const SupportiOSLinkAppInfo& other);
+  virtual ~SupportiOSLinkAppInfo();
+
+  mutable VQSync lock;
+  std::vector<iOSLinkAppInfo> list;
+};
