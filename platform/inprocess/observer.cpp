@@ -1,0 +1,46 @@
+#include "platform/inprocess/observer.h"
+
+#include <algorithm>
+
+#include "platform/inprocess/observer_list.h"
+
+using vqframework::MutexLock;
+using vqframework::ObserverList;
+
+void VQObserverLinks::add(const std::shared_ptr<ObserverList>& list) {
+  MutexLock lock(mutex_);
+  bool known = false;
+  const auto isDone = [&](const std::weak_ptr<ObserverList>& entry) {
+    const std::shared_ptr<ObserverList> alive = entry.lock();
+    known = known || alive == list;
+    return alive == nullptr;
+  };
+  lists_.erase(std::remove_if(lists_.begin(), lists_.end(), isDone), lists_.end());
+  if (!known) {
+    lists_.emplace_back(list);
+  }
+}
+
+std::vector<std::shared_ptr<ObserverList>> VQObserverLinks::take() {
+  std::vector<std::shared_ptr<ObserverList>> alive;
+  MutexLock lock(mutex_);
+  for (const std::weak_ptr<ObserverList>& entry : lists_) {
+    if (std::shared_ptr<ObserverList> list = entry.lock()) {
+      alive.push_back(list);
+    }
+  }
+  lists_.clear();
+  return alive;
+}
+
+VQObserver_::VQObserver_() : links_(new VQObserverLinks) {}
+
+VQObserver_::~VQObserver_() {
+  delete links_;
+}
+
+void VQObserver_::DetachFromSubjects() {
+  for (const std::shared_ptr<ObserverList>& list : links_->take()) {
+    list->removeFromEveryOwner(this);
+  }
+}
