@@ -1,0 +1,103 @@
+#include "platform/reference/attach_table.h"
+
+#include <errno.h>
+#include <signal.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+
+namespace vqframework {
+namespace {
+
+// Field 22 of /proc/PID/stat, in clock ticks since boot. 0 where it cannot be read.
+std::uint64_t startTimeOf(std::uint32_t pid) {
+  std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
+  std::string line;
+  std::getline(file, line);
+  const std::size_t nameEnd = line.rfind(')');  // the name itself may hold spaces and brackets
+  if (nameEnd == std::string::npos) {
+    return 0;
+  }
+  std::size_t at = nameEnd + 1;
+  for (int field = 3; field < 22 && at != std::string::npos; ++field) {
+    at = line.find(' ', at + 1);
+  }
+  return at == std::string::npos ? 0 : std::strtoull(line.c_str() + at, nullptr, 10);
+}
+
+bool isGone(const AttachedPlace& place, std::uint32_t pid) {
+  if (kill(static_cast<pid_t>(pid), 0) == -1 && errno == ESRCH) {
+    return true;
+  }
+  const std::uint64_t startTime = startTimeOf(pid);
+  return startTime != 0 && startTime != place.startTime.load(std::memory_order_relaxed);
+}
+
+void writeIdentity(AttachedPlace& place) {
+  char name[AttachedPlace::kNameBytes] = {};
+  prctl(PR_GET_NAME, name, 0, 0, 0);
+  for (std::size_t i = 0; i < sizeof name; ++i) {
+    place.name[i].store(name[i], std::memory_order_relaxed);
+  }
+  place.idCount.store(0, std::memory_order_relaxed);
+  place.lost.store(0, std::memory_order_relaxed);
+  place.position.store(0, std::memory_order_relaxed);
+}
+
+AttachedPlace* takePlace(MessageLogObject& log) {
+  const std::uint32_t self = static_cast<std::uint32_t>(getpid());
+  const std::uint64_t startTime = startTimeOf(self);
+  for (AttachedPlace& place : log.places) {
+    std::uint32_t pid = place.pid.load(std::memory_order_acquire);
+    const bool isFree = pid == 0 || pid == self || isGone(place, pid);
+    if (isFree && place.pid.compare_exchange_strong(pid, self, std::memory_order_acq_rel)) {
+      place.startTime.store(startTime, std::memory_order_relaxed);
+      writeIdentity(place);
+      return &place;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+AttachedProcess::AttachedProcess(MessageLogObject& log) : place_(takePlace(log)) {}
+
+AttachedProcess::~AttachedProcess() { release(); }
+
+void AttachedProcess::release() {
+  if (place_ != nullptr) {
+    place_->pid.store(0, std::memory_order_release);
+    place_ = nullptr;
+  }
+}
+
+void AttachedProcess::setIdentifiers(const std::vector<std::uint32_t>& ids) {
+  if (place_ == nullptr) {
+    return;
+  }
+  for (std::size_t i = 0; i < std::min<std::size_t>(ids.size(), AttachedPlace::kIdentifiers); ++i) {
+    place_->ids[i].store(ids[i], std::memory_order_relaxed);
+  }
+  place_->idCount.store(static_cast<std::uint32_t>(ids.size()), std::memory_order_release);
+}
+
+void AttachedProcess::setPosition(std::uint64_t position) {
+  if (place_ != nullptr) {
+    place_->position.store(position, std::memory_order_relaxed);
+  }
+}
+
+void AttachedProcess::addLost(std::uint64_t count) {
+  if (place_ != nullptr) {
+    place_->lost.fetch_add(count, std::memory_order_relaxed);
+  }
+}
+
+}  // namespace vqframework

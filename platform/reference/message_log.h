@@ -1,0 +1,89 @@
+// The notifier's log: one per machine, one mapping per process.
+//
+// Any thread may post and read. Posting takes the log's own lock, which comes after every named lock and under which
+// nothing else is taken.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "platform/reference/message_log_layout.h"
+
+namespace vqframework {
+
+// One message as a reader took it: a copy of its own, aligned for any type and followed by zeros.
+struct Message {
+  // What a handler may read behind a payload that is shorter than its record.
+  static constexpr std::size_t kZerosBehind = 512;
+
+  std::uint32_t id;
+  std::uint32_t size;
+  std::uint32_t number;
+  std::uint32_t pid;
+  std::uint64_t time;
+  bool isControl;
+  alignas(64) unsigned char payload[VQSharedMemNotifier::kMaxPayload + kZerosBehind];
+};
+
+class MessageLog {
+ public:
+  enum class Read { kTaken, kNothingNew, kOverwritten };
+
+  // Where the log stood at one moment.
+  struct Snapshot {
+    std::uint64_t head;                  // messages posted
+    std::vector<std::uint32_t> numbers;  // messages posted of each identifier that was asked for
+  };
+
+  // The log, opened or created at the first call. Null, with a log line, when it cannot be had; the next call tries
+  // again and stays silent unless the reason has changed.
+  static MessageLog* get();
+  // The log of a process that has it open.
+  static MessageLog* opened();
+
+  MessageLog(const MessageLog&) = delete;
+  MessageLog& operator=(const MessageLog&) = delete;
+
+  // Appends a message and owes the wake-ups that it calls for (wake_debt.h).
+  void post(std::uint32_t id, const void* data, std::uint32_t size);
+
+  // Makes sure that the receiver of this process does not sleep, and does not fall asleep, on its old position.
+  void nudgeOwnReceiver();
+
+  // Copies message `position`. kOverwritten: it is no longer there.
+  Read read(std::uint64_t position, Message& message) const;
+
+  // The oldest message that is still there, as seen by somebody who is at `position` and was told kOverwritten.
+  // Fills in where the log stands; `ids` are the identifiers to count.
+  std::uint64_t skip(std::uint64_t position, const std::vector<std::uint32_t>& ids, Snapshot& snapshot);
+
+  Snapshot snapshot(const std::vector<std::uint32_t>& ids);
+
+  // Sleeps until a message of one of the groups is posted, unless something was posted since `position`. May wake for
+  // no reason.
+  void sleep(std::uint64_t position, std::uint32_t groups);
+
+  // Wakes whoever sleeps for one of the groups and strikes them off the owed ones.
+  void wake(std::uint32_t groups);
+
+  MessageLogObject& object() { return *object_; }
+
+  static std::uint32_t groupOf(std::uint32_t id) { return 1U << (id % kGroupCount); }
+
+ private:
+  explicit MessageLog(MessageLogObject* object) : object_(object) {}
+
+  // RAII for the posting lock; repairs what a dead poster left.
+  class PostingLock;
+
+  void append(std::uint32_t id, const void* data, std::uint32_t size, bool isControl);
+  std::uint32_t takeWakes(std::uint32_t group);
+  void addOwed(std::uint32_t groups);
+  void repair();
+  IdentifierCount* countOf(std::uint32_t id, bool mayAdd);
+  Snapshot snapshotLocked(const std::vector<std::uint32_t>& ids);
+
+  MessageLogObject* const object_;
+};
+
+}  // namespace vqframework

@@ -1,0 +1,129 @@
+#include "platform/reference/named_lock.h"
+
+#include <unistd.h>
+
+#include <map>
+
+#include "VQFramework/Debug/VQDbgOutput.h"
+#include "platform/inprocess/fork_state.h"
+#include "platform/inprocess/mutex.h"
+#include "platform/reference/robust_mutex.h"
+#include "platform/reference/wake_debt.h"
+
+namespace vqframework {
+namespace {
+
+constexpr const char* kLogFile = "VQFramework/SharedMemory/VQSharedSyncObject";
+constexpr const char* kLogFunction = "VQSharedSyncObject";
+
+void initializeLockObject(void* object) {
+  initializeRobustMutex(static_cast<LockObject*>(object)->mutex);
+}
+
+constexpr SharedObjectKind kLockKind = {0x4B4C5156U /* "VQLK" */, 1, sizeof(LockObject), &initializeLockObject};
+
+// Thread numbers are never used again, unlike the kernel's: a lock that a thread took to its grave is not mistaken for
+// a new thread's own.
+std::uint64_t threadNumber() {
+  static std::atomic<std::uint64_t> last{0};
+  static thread_local const std::uint64_t number = last.fetch_add(1, std::memory_order_relaxed) + 1;
+  return number;
+}
+
+// Asked of the kernel once: a forked child, which would have another, takes no locks.
+std::uint32_t processId() {
+  static const std::uint32_t id = static_cast<std::uint32_t>(getpid());
+  return id;
+}
+
+struct Registry {
+  Mutex mutex;  // held while an object is set up, so that one thread at a time works on a name
+  std::map<std::string, std::weak_ptr<NamedLock>> locks VQ_GUARDED_BY(mutex);
+};
+
+Registry& registry() {
+  static Registry* const instance = new Registry;  // never destroyed: late destructors give locks back
+  return *instance;
+}
+
+}  // namespace
+
+std::shared_ptr<NamedLock> NamedLock::forName(const std::string& name) {
+  if (name.empty()) {
+    return std::shared_ptr<NamedLock>(new NamedLock(name));
+  }
+  MutexLock lock(registry().mutex);
+  std::weak_ptr<NamedLock>& entry = registry().locks[name];
+  std::shared_ptr<NamedLock> existing = entry.lock();
+  if (existing == nullptr) {
+    existing = std::shared_ptr<NamedLock>(new NamedLock(name));
+    entry = existing;
+  }
+  return existing;
+}
+
+NamedLock::NamedLock(const std::string& name) : name_(name) {
+  std::string error;
+  if (!name.empty()) {
+    object_ = static_cast<LockObject*>(mapObject(name + ".lock", kLockKind, error));
+  }
+  if (object_ == nullptr) {
+    usePrivateObject();
+  }
+  if (!error.empty()) {
+    VQDbgOutput::DbgPrint(kLogFile, kLogFunction, 0, 1, "lock \"%s\" cannot be shared with other processes: %s\n",
+                          name.c_str(), error.c_str());
+  }
+}
+
+NamedLock::~NamedLock() {
+  if (privateObject_ != nullptr) {
+    pthread_mutex_destroy(&privateObject_->mutex);
+  } else {
+    unmapObject(object_, sizeof(LockObject));
+  }
+}
+
+void NamedLock::usePrivateObject() {
+  privateObject_ = std::make_unique<LockObject>();
+  object_ = privateObject_.get();
+  initializeLockObject(object_);
+}
+
+void NamedLock::lock() {
+  if (isForkedChild()) {
+    return;
+  }
+  const std::uint64_t self = threadNumber();
+  if (ownerThread_.load(std::memory_order_relaxed) != self) {
+    const Taken taken = lockRobustMutex(object_->mutex);
+    ownerThread_.store(self, std::memory_order_relaxed);
+    depth_ = 0;
+    object_->holderPid.store(processId(), std::memory_order_relaxed);
+    if (taken == Taken::kContended) {
+      object_->contendedAcquisitions.fetch_add(1, std::memory_order_relaxed);
+    } else if (taken == Taken::kOwnerDied) {
+      reportDeadOwner();
+    }
+  }
+  ++depth_;
+  namedLockEntered();
+}
+
+void NamedLock::unlock() {
+  if (isForkedChild() || ownerThread_.load(std::memory_order_relaxed) != threadNumber()) {
+    return;
+  }
+  if (--depth_ == 0) {
+    object_->holderPid.store(0, std::memory_order_relaxed);
+    ownerThread_.store(0, std::memory_order_relaxed);
+    unlockRobustMutex(object_->mutex);
+  }
+  namedLockLeft();
+}
+
+void NamedLock::reportDeadOwner() const {
+  VQDbgOutput::DbgPrint(kLogFile, "lock", 0, 1, "lock \"%s\": its holder died; taken over\n", name_.c_str());
+}
+
+}  // namespace vqframework

@@ -1,0 +1,48 @@
+// The lock behind every VQSharedSyncObject of one name in this process.
+#pragma once
+
+#include <pthread.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "platform/reference/shared_object.h"
+
+namespace vqframework {
+
+// What lies in the object "/<segment name>.lock". Others may look at holder and count at any time.
+struct LockObject {
+  SharedHeader header;
+  pthread_mutex_t mutex;
+  std::atomic<std::uint32_t> holderPid;              // 0 = free; a dead holder's stands until the next one comes
+  std::atomic<std::uint64_t> contendedAcquisitions;  // acquisitions that did not get it at the first try
+};
+
+class NamedLock {
+ public:
+  // The one object of this name in the process, made where there is none. An empty name gives a new private lock.
+  static std::shared_ptr<NamedLock> forName(const std::string& name);
+
+  ~NamedLock();
+  NamedLock(const NamedLock&) = delete;
+  NamedLock& operator=(const NamedLock&) = delete;
+
+  void lock();
+  // Nothing happens where the calling thread does not hold it.
+  void unlock();
+
+ private:
+  explicit NamedLock(const std::string& name);
+  void usePrivateObject();
+  void reportDeadOwner() const;
+
+  const std::string name_;
+  LockObject* object_ = nullptr;
+  std::unique_ptr<LockObject> privateObject_;  // where no shared one can be had
+  std::atomic<std::uint64_t> ownerThread_{0};  // thread of this process that holds it, 0 = none
+  unsigned int depth_ = 0;                     // its holds; touched by the holder only
+};
+
+}  // namespace vqframework

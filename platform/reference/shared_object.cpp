@@ -1,0 +1,145 @@
+#include "platform/reference/shared_object.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <string.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <system_error>
+
+namespace vqframework {
+namespace {
+
+constexpr mode_t kMode = 0664;
+
+class Descriptor {
+ public:
+  explicit Descriptor(int fd) : fd_(fd) {}
+  ~Descriptor() {
+    if (fd_ != -1) {
+      close(fd_);
+    }
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  int get() const { return fd_; }
+
+ private:
+  const int fd_;
+};
+
+std::string reason(const char* what, int error) {
+  return std::string(what) + ": " + std::generic_category().message(error);
+}
+
+int openObject(const std::string& objectName) {
+  const int fd = shm_open(objectName.c_str(), O_CREAT | O_RDWR, kMode);
+  if (fd == -1 && errno == EACCES) {
+    // A sticky directory refuses O_CREAT on another owner's object even where its mode would let us in.
+    return shm_open(objectName.c_str(), O_RDWR, 0);
+  }
+  return fd;
+}
+
+// One process at a time makes the object whole. The kernel takes this lock back from a process that dies; it goes with
+// the descriptor. (Not flock: a forked child would inherit it.)
+bool lockForSetup(int fd) {
+  struct flock range = {};
+  range.l_type = F_WRLCK;
+  range.l_whence = SEEK_SET;
+  int result = 0;
+  do {
+    result = fcntl(fd, F_SETLKW, &range);
+  } while (result == -1 && errno == EINTR);
+  return result == 0;
+}
+
+// 0, or the error number. Reserves the pages before it sets the size: an object of full size has them.
+int bringToSize(int fd, std::size_t size) {
+  struct stat status = {};
+  if (fstat(fd, &status) != 0) {
+    return errno;
+  }
+  if (static_cast<std::size_t>(status.st_size) >= size) {
+    return 0;
+  }
+  int error = 0;
+  do {
+    error = posix_fallocate(fd, 0, static_cast<off_t>(size));
+  } while (error == EINTR);
+  return error;
+}
+
+std::string describeMismatch(const SharedHeader& header, const SharedObjectKind& kind) {
+  if (header.magic != kind.magic) {
+    return "it holds something else";
+  }
+  if (header.wordSize != sizeof(void*)) {
+    return "it was made by a " + std::to_string(header.wordSize * 8) + "-bit process, this one has " +
+           std::to_string(sizeof(void*) * 8) + " bits";
+  }
+  if (header.layoutVersion != kind.layoutVersion) {
+    return "it has layout version " + std::to_string(header.layoutVersion) + ", this library needs " +
+           std::to_string(kind.layoutVersion);
+  }
+  if (header.mutexSize != sizeof(pthread_mutex_t) || header.objectSize != kind.size) {
+    return "it was made with another C library or build";
+  }
+  return "";
+}
+
+void makeWhole(void* object, const SharedObjectKind& kind) {
+  memset(object, 0, kind.size);
+  kind.initialize(object);
+  SharedHeader& header = *static_cast<SharedHeader*>(object);
+  header.magic = kind.magic;
+  header.layoutVersion = kind.layoutVersion;
+  header.wordSize = static_cast<std::uint32_t>(sizeof(void*));
+  header.mutexSize = static_cast<std::uint32_t>(sizeof(pthread_mutex_t));
+  header.objectSize = kind.size;
+  header.isReady.store(1, std::memory_order_release);
+}
+
+}  // namespace
+
+void* mapObject(const std::string& name, const SharedObjectKind& kind, std::string& error) {
+  const Descriptor fd(openObject("/" + name));
+  if (fd.get() == -1) {
+    error = reason("shm_open", errno);
+    return nullptr;
+  }
+  if (!lockForSetup(fd.get())) {
+    error = reason("fcntl", errno);
+    return nullptr;
+  }
+  const int sizeError = bringToSize(fd.get(), kind.size);
+  if (sizeError != 0) {
+    error = reason("posix_fallocate", sizeError);
+    return nullptr;
+  }
+  void* const object = mmap(nullptr, kind.size, PROT_READ | PROT_WRITE, MAP_SHARED, fd.get(), 0);
+  if (object == MAP_FAILED) {
+    error = reason("mmap", errno);
+    return nullptr;
+  }
+  const SharedHeader& header = *static_cast<const SharedHeader*>(object);
+  if (header.isReady.load(std::memory_order_acquire) == 0) {
+    makeWhole(object, kind);
+  }
+  const std::string mismatch = describeMismatch(header, kind);
+  if (!mismatch.empty()) {
+    error = mismatch + "; stop every process that uses it and remove /dev/shm/" + name;
+    munmap(object, kind.size);
+    return nullptr;
+  }
+  return object;
+}
+
+void unmapObject(void* object, std::size_t size) {
+  munmap(object, size);
+}
+
+}  // namespace vqframework
