@@ -8,11 +8,12 @@
 //   session id    the device's own number of an open app session, 16 bits; 0 = none
 //   iAP1 id       1, 2, 3, ... among the registered apps that have an iAP1 name; 0 = none
 //
-//   segment                              record                 bytes   notify id   written or sent by    read by
-//   iOSAppCommonLocalMem_ConnectStatus   ConnectStatusNotify    308     4           server 1-5, client 0  client,
-//   server iOSAppMem_Device1_From_HU            iOSAppCommonDataList   164008  2           client                server
-//   iOSAppMem_Device1_From_Device        iOSAppCommonDataList   164008  3           server                client
-//   iOSAppCommonLocalMem_AppInfo         iOSAppInfoList         5448    5           client                registry
+//   segment                              record                 bytes    id   written or sent by   read by
+//   iOSAppCommonLocalMem_ConnectStatus   ConnectStatusNotify    308      4    server, client       client, server
+//   iOSAppMem_Device1_From_HU            iOSAppCommonDataList   164008   2    client               server
+//   iOSAppMem_Device1_From_Device        iOSAppCommonDataList   164008   3    server               client
+//   iOSAppCommonLocalMem_AppInfo         iOSAppInfoList         5448     5    client               registry
+// (id: the notify identifier. Connection status: kinds 1 to 5 go from server to client, kind 0 the other way.)
 //
 //   segment      | size of record, u32 | record ...                      |
 //   byte         0                     4                                 4 + size
