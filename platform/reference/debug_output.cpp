@@ -1,0 +1,172 @@
+#include "VQFramework/Debug/VQDbgOutput.h"
+
+#include <fcntl.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "platform/inprocess/mutex.h"
+
+namespace vqframework {
+namespace {
+
+constexpr const char* kJournalSocket = "/run/systemd/journal/socket";
+constexpr const char* kFilePrefix = "file:";
+
+enum class Place { kOff, kDescriptor, kJournal };
+
+struct Output {
+  Mutex mutex;  // serialises the sink's calls; lines to a descriptor need no lock, one write is one line
+  VQDbgSink sink VQ_GUARDED_BY(mutex) = nullptr;
+  void* context VQ_GUARDED_BY(mutex) = nullptr;
+  Place place = Place::kDescriptor;
+  int fd = STDERR_FILENO;
+};
+
+int connectToJournal() {
+  const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  strncpy(address.sun_path, kJournalSocket, sizeof address.sun_path - 1);
+  if (fd != -1 && connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    close(fd);
+    return -1;
+  }
+  return fd;
+}
+
+// A place that cannot be had leaves standard error, so that no line is lost.
+void choosePlace(Output& output) {
+  const char* const choice = getenv("VQDBG");
+  if (choice == nullptr || strcmp(choice, "stderr") == 0) {
+    return;
+  }
+  if (strcmp(choice, "off") == 0) {
+    output.place = Place::kOff;
+    return;
+  }
+  int fd = -1;
+  if (strcmp(choice, "journal") == 0) {
+    fd = connectToJournal();
+    output.place = fd == -1 ? Place::kDescriptor : Place::kJournal;
+  } else if (strncmp(choice, kFilePrefix, strlen(kFilePrefix)) == 0) {
+    fd = open(choice + strlen(kFilePrefix), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+  }
+  if (fd == -1) {
+    dprintf(STDERR_FILENO, "VQDBG=%s cannot be had; the log goes to standard error\n", choice);
+    return;
+  }
+  output.fd = fd;
+}
+
+// Never destroyed: late destructors log too.
+Output& output() {
+  static Output* const instance = [] {
+    Output* const made = new Output;
+    choosePlace(*made);
+    return made;
+  }();
+  return *instance;
+}
+
+// One call is one line: line breaks at the end go, those within and other control characters are shown.
+std::string visible(const char* text) {
+  std::size_t length = strlen(text);
+  while (length != 0 && (text[length - 1] == '\n' || text[length - 1] == '\r')) {
+    --length;
+  }
+  std::string result;
+  for (std::size_t i = 0; i < length; ++i) {
+    const unsigned char c = static_cast<unsigned char>(text[i]);
+    if (c >= 0x20 && c != 0x7F) {
+      result += text[i];
+    } else {
+      char escaped[8];
+      snprintf(escaped, sizeof escaped, "\\x%02x", c);
+      result += escaped;
+    }
+  }
+  return result;
+}
+
+std::string lineOf(const VQDbgRecord& record) {
+  const std::string tag = record.isStdErr ? "" : " " + std::to_string(record.tag);
+  return std::string("[") + record.file + ":" + std::to_string(record.line) + " " + record.function + tag + "] " +
+         visible(record.text);
+}
+
+// The line goes out in one call, so that lines of several threads and processes do not mix.
+void writeLine(const Output& target, const VQDbgRecord& record) {
+  std::string line = lineOf(record);
+  if (target.place == Place::kJournal) {
+    const std::string entry = "PRIORITY=4\nSYSLOG_IDENTIFIER=linkapp\nMESSAGE=" + line + "\n";
+    if (send(target.fd, entry.data(), entry.size(), MSG_NOSIGNAL) != -1) {
+      return;
+    }
+  }
+  const int fd = target.place == Place::kJournal ? STDERR_FILENO : target.fd;
+  line += '\n';
+  // A log that cannot be written must not stop the program.
+  const ssize_t written = write(fd, line.data(), line.size());
+  static_cast<void>(written);
+}
+
+void emit(const VQDbgRecord& record) {
+  Output& target = output();
+  {
+    MutexLock lock(target.mutex);
+    if (target.sink != nullptr) {
+      target.sink(record, target.context);
+      return;
+    }
+  }
+  if (target.place != Place::kOff) {
+    writeLine(target, record);
+  }
+}
+
+__attribute__((format(printf, 1, 0))) std::string format(const char* format, va_list arguments) {
+  va_list again;
+  va_copy(again, arguments);
+  const int length = vsnprintf(nullptr, 0, format, arguments);
+  std::vector<char> text(length < 0 ? 1 : static_cast<std::size_t>(length) + 1);
+  if (length >= 0) {
+    vsnprintf(text.data(), text.size(), format, again);
+  }
+  va_end(again);
+  return text.data();
+}
+
+}  // namespace
+}  // namespace vqframework
+
+void VQDbgOutput::DbgPrint(const char* file, const char* function, int line, unsigned int tag, const char* format,
+                           ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  const std::string text = vqframework::format(format, arguments);
+  va_end(arguments);
+  vqframework::emit({file, function, line, tag, false, text.c_str()});
+}
+
+void VQDbgOutput::DbgPrintStdErr(const char* file, const char* function, int line, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  const std::string text = vqframework::format(format, arguments);
+  va_end(arguments);
+  vqframework::emit({file, function, line, 0, true, text.c_str()});
+}
+
+void VQDbgOutput::SetSink(VQDbgSink sink, void* context) {
+  vqframework::Output& target = vqframework::output();
+  vqframework::MutexLock lock(target.mutex);
+  target.sink = sink;
+  target.context = context;
+}
