@@ -1,0 +1,188 @@
+// One head-unit application: it registers its app, launches it on the phone and exchanges messages with it.
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "LinkAppCommon/iOSAppCommonClient.h"
+#include "VQFramework/Observer/VQObserver.h"
+#include "demo/demo.h"
+#include "demo/line_channel.h"
+#include "demo/pattern.h"
+
+namespace demo {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr unsigned int kDeviceId = 1;
+constexpr unsigned int kDeviceInfo = 0;
+constexpr unsigned int kSendResult = 1;
+constexpr unsigned int kData = 2;
+constexpr unsigned int kPlaybackApp = 3;
+
+// Messages on their way without a send result. A ring holds 40 for all applications together, and nothing but this
+// keeps a fast sender from overwriting what was not read yet: two applications with 8 each leave room.
+constexpr unsigned int kMostUnderWay = 8;
+
+// Long enough for the slowest machine; a demo that stalls ends with words.
+constexpr std::chrono::seconds kPatience{30};
+
+class Application {
+ public:
+  Application(const std::string& iAP1Name, const std::string& name)
+      : name_(name), client_(iAP1Name, name, "com.example." + name), observer_(this, &Application::onClient) {
+    client_.AddObserver(&observer_);
+  }
+  ~Application() { client_.RemoveObserver(&observer_); }
+  Application(const Application&) = delete;
+  Application& operator=(const Application&) = delete;
+
+  void launch() {
+    if (client_.launch(kDeviceId, iosapp_def_::APPLAUNCH_WITHOUT_ALERT) == 0) {
+      report("problem", "launch was refused");
+    }
+  }
+
+  // Sends `count` messages, never more than kMostUnderWay ahead of their results, and waits for all echoes.
+  void exchange(unsigned int count) {
+    begin(count);
+    for (unsigned int number = 0; number < count; ++number) {
+      if (!waitFor([this] { return sent_ - results_ < kMostUnderWay; })) {
+        break;
+      }
+      const std::vector<std::uint8_t> message = makeMessage(name_, number);
+      noteSent();
+      if (client_.sendDataFromHU(message.data(), static_cast<unsigned int>(message.size())) == 0) {
+        report("problem", "message " + std::to_string(number) + " was refused");
+        break;
+      }
+    }
+    waitFor([this, count] { return echoed_ >= count && results_ >= count; });
+    reportExchange();
+  }
+
+  unsigned int onClient(unsigned int id, void* data, unsigned int size) {
+    if (data == nullptr || size == 0) {
+      return 0;
+    }
+    switch (id) {
+      case kDeviceInfo:
+        onDevice(*static_cast<const iOSAppCommonClient::DeviceInfo*>(data));
+        break;
+      case kSendResult:
+        onResult(*static_cast<const iosapp_def_::SendResultInfo*>(data));
+        break;
+      case kData:
+        onEcho(*static_cast<const iosapp_def_::CommData*>(data));
+        break;
+      case kPlaybackApp:
+        report("now-playing",
+               "phone plays with \"" + static_cast<const iosapp_def_::PlaybackAppInfo*>(data)->appName + "\"");
+        break;
+      default:
+        break;
+    }
+    return 0;
+  }
+
+ private:
+  void onDevice(const iOSAppCommonClient::DeviceInfo& info) {
+    static const char* const kWords[] = {"disconnected", "connected", "session-open"};
+    static const char* const kTexts[] = {"device is gone", "device is connected", "own session is open"};
+    const unsigned int status = std::min<unsigned int>(info.usbStatus, 2);
+    report(kWords[status], std::string(kTexts[status]) + ", hands-free " + (info.hfpConnected != 0 ? "up" : "down"));
+  }
+
+  void onResult(const iosapp_def_::SendResultInfo& info) {
+    if (info.result != iosapp_def_::SENDRESULT_SUCCESS) {
+      report("problem", "a message was not delivered");
+    }
+    const std::lock_guard<std::mutex> lock(mutex_);
+    ++results_;
+    changed_.notify_one();
+  }
+
+  // Echoes come in the order in which the messages were sent.
+  void onEcho(const iosapp_def_::CommData& data) {
+    const Clock::time_point now = Clock::now();
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::vector<std::uint8_t> expected = makeMessage(name_, echoed_);
+    const bool isSame = data.size == expected.size() && std::equal(expected.begin(), expected.end(), data.data);
+    corrupted_ += isSame ? 0 : 1;
+    if (echoed_ < sendTimes_.size()) {
+      roundTrips_.push_back(std::chrono::duration<double, std::micro>(now - sendTimes_[echoed_]).count());
+    }
+    ++echoed_;
+    changed_.notify_one();
+  }
+
+  void begin(unsigned int count) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    sent_ = results_ = echoed_ = corrupted_ = 0;
+    sendTimes_.clear();
+    sendTimes_.reserve(count);
+    roundTrips_.clear();
+    roundTrips_.reserve(count);
+  }
+
+  void noteSent() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    ++sent_;
+    sendTimes_.push_back(Clock::now());
+  }
+
+  template <class Condition>
+  bool waitFor(Condition condition) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return changed_.wait_for(lock, kPatience, condition);
+  }
+
+  void reportExchange() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    std::sort(roundTrips_.begin(), roundTrips_.end());
+    report("exchanged", std::to_string(sent_) + " " + std::to_string(echoed_) + " " + std::to_string(corrupted_) + " " +
+                            std::to_string(percentile(50)) + " " + std::to_string(percentile(99)));
+  }
+
+  double percentile(unsigned int percent) const {
+    return roundTrips_.empty() ? 0.0 : roundTrips_[(roundTrips_.size() - 1) * percent / 100];
+  }
+
+  const std::string name_;
+  std::mutex mutex_;  // guards what follows
+  std::condition_variable changed_;
+  unsigned int sent_ = 0;
+  unsigned int results_ = 0;
+  unsigned int echoed_ = 0;
+  unsigned int corrupted_ = 0;
+  std::vector<Clock::time_point> sendTimes_;
+  std::vector<double> roundTrips_;  // microseconds
+  iOSAppCommonClient client_;
+  VQObserver<Application> observer_;
+};
+
+}  // namespace
+
+int runApplication(const std::vector<std::string>& arguments) {
+  if (arguments.size() != 2) {
+    return 2;
+  }
+  Application application(arguments[0], arguments[1]);
+  report("ready", "application is there");
+  for (std::string command = nextCommand(); command != "quit"; command = nextCommand()) {
+    const Line line = splitLine(command);
+    if (line.word == "launch") {
+      application.launch();
+    } else if (line.word == "exchange") {
+      application.exchange(static_cast<unsigned int>(std::stoul(line.rest)));
+    } else {
+      report("problem", "unknown command \"" + line.word + "\"");
+    }
+  }
+  return 0;
+}
+
+}  // namespace demo

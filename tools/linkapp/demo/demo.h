@@ -1,0 +1,17 @@
+// `linkapp demo`: the main job of the system in one minute, with real processes and a simulated phone.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace demo {
+
+constexpr const char* kDeviceSideRole = "demo-device-side";
+constexpr const char* kApplicationRole = "demo-application";
+
+// The demo itself; the other two are its processes.
+int run(const std::vector<std::string>& arguments);
+int runDeviceSide(const std::vector<std::string>& arguments);
+int runApplication(const std::vector<std::string>& arguments);
+
+}  // namespace demo

@@ -1,0 +1,47 @@
+// What the demo shows: a timeline while it runs, and a summary at the end.
+#pragma once
+
+#include <chrono>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace demo {
+
+// One application's exchange, in its own words.
+struct Exchange {
+  std::string app;
+  unsigned int sent = 0;
+  unsigned int echoed = 0;
+  unsigned int corrupted = 0;
+  double medianUs = 0;
+  double percentile99Us = 0;
+};
+
+class Timeline {
+ public:
+  // Coloured where `out` is a terminal.
+  explicit Timeline(FILE* out);
+  void say(const std::string& who, const std::string& text) const;
+  double seconds() const;
+
+ private:
+  FILE* const out_;
+  const bool isColoured_;
+  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+struct Summary {
+  std::vector<Exchange> exchanges;
+  std::vector<std::string> problems;
+  unsigned int wanted = 0;  // messages that each application was to send
+  double seconds = 0;
+
+  // Every message was sent, came back, and was the same.
+  bool isComplete() const;
+};
+
+void printTable(const Summary& summary);
+void printJson(const Summary& summary);
+
+}  // namespace demo
