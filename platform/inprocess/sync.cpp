@@ -25,7 +25,9 @@ struct VQSync::State {
 
 VQSync::VQSync() : state_(new State) {}
 
-VQSync::~VQSync() { delete state_; }
+VQSync::~VQSync() {
+  delete state_;
+}
 
 bool VQSync::Lock(unsigned int timeout) {
   if (vqframework::isForkedChild()) {

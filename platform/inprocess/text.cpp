@@ -14,7 +14,9 @@ struct VQString::State {
 
 VQString::VQString() : state_(new State) {}
 
-VQString::VQString(const char* text, unsigned int codePage) : VQString() { append(text, codePage); }
+VQString::VQString(const char* text, unsigned int codePage) : VQString() {
+  append(text, codePage);
+}
 
 VQString::VQString(const VQString& other) : state_(new State(*other.state_)) {}
 
@@ -23,7 +25,9 @@ VQString& VQString::operator=(const VQString& other) {
   return *this;
 }
 
-VQString::~VQString() { delete state_; }
+VQString::~VQString() {
+  delete state_;
+}
 
 VQString& VQString::append(const char* text, unsigned int /*codePage*/) {
   if (text != nullptr) {
@@ -32,7 +36,9 @@ VQString& VQString::append(const char* text, unsigned int /*codePage*/) {
   return *this;
 }
 
-std::string VQString::getBytes(unsigned int /*codePage*/) const { return state_->bytes; }
+std::string VQString::getBytes(unsigned int /*codePage*/) const {
+  return state_->bytes;
+}
 
 struct VQBinary::State {
   std::vector<unsigned char> bytes;
@@ -54,11 +60,17 @@ VQBinary& VQBinary::operator=(const VQBinary& other) {
   return *this;
 }
 
-VQBinary::~VQBinary() { delete state_; }
+VQBinary::~VQBinary() {
+  delete state_;
+}
 
-const unsigned char* VQBinary::getBuffer() const { return state_->bytes.empty() ? nullptr : state_->bytes.data(); }
+const unsigned char* VQBinary::getBuffer() const {
+  return state_->bytes.empty() ? nullptr : state_->bytes.data();
+}
 
-unsigned int VQBinary::getSize() const { return static_cast<unsigned int>(state_->bytes.size()); }
+unsigned int VQBinary::getSize() const {
+  return static_cast<unsigned int>(state_->bytes.size());
+}
 
 char* vq_strcpy(char* destination, std::size_t size, const char* source) {
   if (destination == nullptr || size == 0) {

@@ -1,5 +1,6 @@
 #include "VQFramework/Debug/VQDbgOutput.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <stdarg.h>
 #include <stdio.h>
@@ -8,7 +9,9 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -30,22 +33,31 @@ struct Output {
   int fd = STDERR_FILENO;
 };
 
-int connectToJournal() {
-  const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+// A signal handler that runs meanwhile loses no line.
+template <class Send>
+ssize_t uninterrupted(Send send) {
+  ssize_t result = 0;
+  do {
+    result = send();
+  } while (result == -1 && errno == EINTR);
+  return result;
+}
+
+// Addressed anew with each line: the journal may be restarted, and another socket stands there then.
+bool sendToJournal(int fd, const std::string& entry) {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
   strncpy(address.sun_path, kJournalSocket, sizeof address.sun_path - 1);
-  if (fd != -1 && connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-    close(fd);
-    return -1;
-  }
-  return fd;
+  return uninterrupted([&] {
+           return sendto(fd, entry.data(), entry.size(), MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&address),
+                         sizeof address);
+         }) != -1;
 }
 
 // A place that cannot be had leaves standard error, so that no line is lost.
 void choosePlace(Output& output) {
   const char* const choice = getenv("VQDBG");
-  if (choice == nullptr || strcmp(choice, "stderr") == 0) {
+  if (choice == nullptr || choice[0] == '\0' || strcmp(choice, "stderr") == 0) {
     return;
   }
   if (strcmp(choice, "off") == 0) {
@@ -54,7 +66,7 @@ void choosePlace(Output& output) {
   }
   int fd = -1;
   if (strcmp(choice, "journal") == 0) {
-    fd = connectToJournal();
+    fd = access(kJournalSocket, F_OK) == 0 ? socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0) : -1;
     output.place = fd == -1 ? Place::kDescriptor : Place::kJournal;
   } else if (strncmp(choice, kFilePrefix, strlen(kFilePrefix)) == 0) {
     fd = open(choice + strlen(kFilePrefix), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
@@ -66,14 +78,23 @@ void choosePlace(Output& output) {
   output.fd = fd;
 }
 
-// Never destroyed: late destructors log too.
+// Never destroyed: late destructors log too. No lock guards the first use: a forked child would never get the copy of
+// one that another thread of its parent held.
 Output& output() {
-  static Output* const instance = [] {
+  static std::atomic<Output*> instance{nullptr};
+  Output* found = instance.load(std::memory_order_acquire);
+  if (found == nullptr) {
     Output* const made = new Output;
     choosePlace(*made);
-    return made;
-  }();
-  return *instance;
+    if (instance.compare_exchange_strong(found, made, std::memory_order_acq_rel)) {
+      return *made;
+    }
+    if (made->fd != STDERR_FILENO) {
+      close(made->fd);
+    }
+    delete made;
+  }
+  return *found;
 }
 
 // One call is one line: line breaks at the end go, those within and other control characters are shown.
@@ -107,15 +128,14 @@ void writeLine(const Output& target, const VQDbgRecord& record) {
   std::string line = lineOf(record);
   if (target.place == Place::kJournal) {
     const std::string entry = "PRIORITY=4\nSYSLOG_IDENTIFIER=linkapp\nMESSAGE=" + line + "\n";
-    if (send(target.fd, entry.data(), entry.size(), MSG_NOSIGNAL) != -1) {
+    if (sendToJournal(target.fd, entry)) {
       return;
     }
   }
   const int fd = target.place == Place::kJournal ? STDERR_FILENO : target.fd;
   line += '\n';
   // A log that cannot be written must not stop the program.
-  const ssize_t written = write(fd, line.data(), line.size());
-  static_cast<void>(written);
+  uninterrupted([&] { return write(fd, line.data(), line.size()); });
 }
 
 void emit(const VQDbgRecord& record) {
@@ -132,7 +152,7 @@ void emit(const VQDbgRecord& record) {
   }
 }
 
-__attribute__((format(printf, 1, 0))) std::string format(const char* format, va_list arguments) {
+__attribute__((format(printf, 1, 0))) std::string formatted(const char* format, va_list arguments) {
   va_list again;
   va_copy(again, arguments);
   const int length = vsnprintf(nullptr, 0, format, arguments);
@@ -144,6 +164,18 @@ __attribute__((format(printf, 1, 0))) std::string format(const char* format, va_
   return text.data();
 }
 
+// The log changes nothing for its caller: not the error number, and a line that finds no memory is dropped.
+__attribute__((format(printf, 2, 0))) void print(VQDbgRecord record, const char* format, va_list arguments) {
+  const int errorBefore = errno;
+  try {
+    const std::string text = formatted(format, arguments);
+    record.text = text.c_str();
+    emit(record);
+  } catch (const std::bad_alloc&) {  // dropped
+  }
+  errno = errorBefore;
+}
+
 }  // namespace
 }  // namespace vqframework
 
@@ -151,17 +183,15 @@ void VQDbgOutput::DbgPrint(const char* file, const char* function, int line, uns
                            ...) {
   va_list arguments;
   va_start(arguments, format);
-  const std::string text = vqframework::format(format, arguments);
+  vqframework::print({file, function, line, tag, false, nullptr}, format, arguments);
   va_end(arguments);
-  vqframework::emit({file, function, line, tag, false, text.c_str()});
 }
 
 void VQDbgOutput::DbgPrintStdErr(const char* file, const char* function, int line, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  const std::string text = vqframework::format(format, arguments);
+  vqframework::print({file, function, line, 0, true, nullptr}, format, arguments);
   va_end(arguments);
-  vqframework::emit({file, function, line, 0, true, text.c_str()});
 }
 
 void VQDbgOutput::SetSink(VQDbgSink sink, void* context) {

@@ -1,0 +1,242 @@
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <system_error>
+
+#include "VQFramework/Debug/VQDbgOutput.h"
+#include "VQFramework/Settings/SaveFileAccessFactory.h"
+#include "platform/inprocess/settings_store.h"
+
+template class VQSingleton<SaveFileAccessFactory>;
+
+namespace vqframework {
+namespace {
+
+constexpr const char* kLogFile = "VQFramework/Settings/SaveFileAccessMetaText";
+constexpr const char* kAsideSuffix = ".new";
+constexpr std::size_t kLongestText = 1024U * 1024U;  // more is no settings file; reading it would stop the program
+constexpr mode_t kFileMode = 0664;
+constexpr mode_t kFolderMode = 0755;
+
+class Descriptor {
+ public:
+  explicit Descriptor(int fd) : fd_(fd) {}
+  ~Descriptor() {
+    if (fd_ != -1) {
+      close(fd_);
+    }
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  int get() const { return fd_; }
+
+ private:
+  const int fd_;
+};
+
+std::string environment(const char* name) {
+  const char* const value = getenv(name);
+  return value == nullptr ? "" : value;
+}
+
+// Empty where there is none for this user.
+std::string settingsFolder() {
+  const std::string chosen = environment("VQ_SETTINGS_DIR");
+  if (!chosen.empty()) {
+    return chosen;
+  }
+  const std::string state = environment("XDG_STATE_HOME");
+  if (!state.empty() && state.front() == '/') {
+    return state + "/vqframework";
+  }
+  const std::string home = environment("HOME");
+  if (!home.empty()) {
+    return home + "/.local/state/vqframework";
+  }
+  return geteuid() == 0 ? "/var/lib/vqframework" : "";
+}
+
+// All of these: 0, or the error number.
+
+int readAll(int fd, std::string& text) {
+  text.clear();
+  char buffer[4096];
+  for (;;) {
+    const ssize_t count = read(fd, buffer, sizeof buffer);
+    if (count == 0) {
+      return 0;
+    }
+    if (count > 0) {
+      text.append(buffer, static_cast<std::size_t>(count));
+    } else if (errno != EINTR) {
+      return errno;
+    }
+    if (text.size() > kLongestText) {
+      return EFBIG;
+    }
+  }
+}
+
+int writeAll(int fd, const std::string& text) {
+  std::size_t done = 0;
+  while (done < text.size()) {
+    const ssize_t count = write(fd, text.data() + done, text.size() - done);
+    if (count >= 0) {
+      done += static_cast<std::size_t>(count);
+    } else if (errno != EINTR) {
+      return errno;
+    }
+  }
+  return 0;
+}
+
+int lockFolder(int fd) {
+  int result = 0;
+  do {
+    result = flock(fd, LOCK_EX);
+  } while (result != 0 && errno == EINTR);
+  return result == 0 ? 0 : errno;
+}
+
+// Some file systems cannot write a folder out on demand; they do it in their own time.
+int syncFolder(int fd) {
+  return fsync(fd) == 0 || errno == EINVAL ? 0 : errno;
+}
+
+// A new folder's name stands in its parent: that has to reach the disk too.
+int makeFolder(const std::string& path) {
+  if (mkdir(path.c_str(), kFolderMode) != 0) {
+    return errno == EEXIST ? 0 : errno;
+  }
+  const std::size_t slash = path.rfind('/');
+  const std::string parent = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  const Descriptor folder(open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return folder.get() == -1 ? errno : syncFolder(folder.get());
+}
+
+int makeFolders(const std::string& path) {
+  for (std::size_t end = path.find('/', 1); end != std::string::npos; end = path.find('/', end + 1)) {
+    makeFolder(path.substr(0, end));  // one that is there already may refuse, the last one tells
+  }
+  return makeFolder(path);
+}
+
+class FileStore : public SettingsStore {
+ public:
+  FileStore(const std::string& folder, const std::string& name) : folder_(folder), name_(name) {}
+
+  bool read(std::string& text) override {
+    text.clear();
+    const int error = folder_.empty() ? ENOENT : readFile(path(), text);
+    return error == 0 || report("FOpen", "cannot be read", error);
+  }
+
+  bool replace(const std::function<std::string(const std::string&)>& edit) override {
+    const int error = folder_.empty() ? ENOENT : replaceFile(edit);
+    return error == 0 || report("Flush", "cannot be written", error);
+  }
+
+ private:
+  std::string path() const { return folder_ + "/" + name_; }
+  std::string asidePath() const { return path() + kAsideSuffix; }
+
+  // A missing file is an empty one. A pipe or a device of this name must not make the caller wait.
+  static int readFile(const std::string& path, std::string& text) {
+    const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (file.get() == -1) {
+      return errno == ENOENT ? 0 : errno;
+    }
+    struct stat status = {};
+    if (fstat(file.get(), &status) != 0) {
+      return errno;
+    }
+    return S_ISREG(status.st_mode) ? readAll(file.get(), text) : EINVAL;
+  }
+
+  int replaceFile(const std::function<std::string(const std::string&)>& edit) const {
+    int error = makeFolders(folder_);
+    if (error != 0) {
+      return error;
+    }
+    const Descriptor folder(open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (folder.get() == -1) {
+      return errno;
+    }
+    // Two processes that write at once would take each other's changes back. The kernel unlocks for a process that
+    // dies.
+    error = lockFolder(folder.get());
+    if (error == 0) {
+      error = replaceLocked(folder.get(), edit);
+      flock(folder.get(), LOCK_UN);  // closing alone would not do where a child was forked meanwhile
+    }
+    return error;
+  }
+
+  int replaceLocked(int folder, const std::function<std::string(const std::string&)>& edit) const {
+    std::string current;
+    int error = readFile(path(), current);
+    if (error != 0) {
+      return error;
+    }
+    error = writeAside(edit(current));
+    if (error == 0 && rename(asidePath().c_str(), path().c_str()) != 0) {
+      error = errno;
+    }
+    if (error != 0) {
+      unlink(asidePath().c_str());
+      return error;
+    }
+    return syncFolder(folder);
+  }
+
+  // Complete and on the disk before it takes the old file's place.
+  int writeAside(const std::string& text) const {
+    unlink(asidePath().c_str());  // what a loss of power left behind
+    const Descriptor aside(open(asidePath().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode));
+    if (aside.get() == -1) {
+      return errno;
+    }
+    keepAccessRights(aside.get());
+    const int error = writeAll(aside.get(), text);
+    if (error != 0) {
+      return error;
+    }
+    return fsync(aside.get()) == 0 ? 0 : errno;
+  }
+
+  // Whoever could use the file before can use it afterwards, as far as we may decide that.
+  void keepAccessRights(int aside) const {
+    struct stat status = {};
+    if (stat(path().c_str(), &status) != 0) {
+      return;
+    }
+    const bool isSameOwner = fchown(aside, status.st_uid, status.st_gid) == 0;
+    if (isSameOwner || status.st_uid == geteuid()) {
+      fchmod(aside, status.st_mode & 0777U);
+    }
+  }
+
+  bool report(const char* function, const char* what, int error) const {
+    const std::string where = folder_.empty() ? "no folder for " + name_ : path();
+    VQDbgOutput::DbgPrint(kLogFile, function, 0, 1, "%s %s: %s\n", where.c_str(), what,
+                          std::generic_category().message(error).c_str());
+    return false;
+  }
+
+  const std::string folder_;
+  const std::string name_;
+};
+
+}  // namespace
+
+std::unique_ptr<SettingsStore> settingsStoreFor(const std::string& name) {
+  return std::make_unique<FileStore>(settingsFolder(), name);
+}
+
+}  // namespace vqframework
