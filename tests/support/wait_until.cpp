@@ -1,0 +1,25 @@
+#include "tests/support/wait_until.h"
+
+#include <time.h>
+
+namespace test_support {
+
+double monotonicSeconds() {
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
+
+bool waitUntil(const std::function<bool()>& condition, double seconds) {
+  const double end = monotonicSeconds() + seconds;
+  while (!condition()) {
+    if (monotonicSeconds() > end) {
+      return condition();
+    }
+    const timespec nap = {0, 1000000};
+    nanosleep(&nap, nullptr);
+  }
+  return true;
+}
+
+}  // namespace test_support

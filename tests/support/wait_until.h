@@ -1,0 +1,30 @@
+// Waiting for a condition that gives no signal of its own. Nothing else in the tests sleeps.
+#pragma once
+
+#include <functional>
+
+namespace test_support {
+
+// How much slower everything may be in this build.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr double kSlowness = 5;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+constexpr double kSlowness = 5;
+#else
+constexpr double kSlowness = 1;
+#endif
+#else
+constexpr double kSlowness = 1;
+#endif
+
+// Seconds after which something that should happen at once counts as never happening.
+constexpr double kDeadline = 20 * kSlowness;
+
+// Looks at `condition` every now and then until it is true. False where it is not after `seconds`.
+[[nodiscard]] bool waitUntil(const std::function<bool()>& condition, double seconds = kDeadline);
+
+// Seconds of the monotonic clock.
+double monotonicSeconds();
+
+}  // namespace test_support
