@@ -1,0 +1,104 @@
+#include "libc_faults.h"
+
+#include <dlfcn.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <utility>
+
+namespace {
+
+std::atomic<LibcFaults*> active{nullptr};
+
+template <class Function>
+Function* nextInLine(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+int errorOf(LibcFaults::Call call) {
+  LibcFaults* const faults = active.load();
+  return faults == nullptr ? 0 : faults->nextError(call);
+}
+
+}  // namespace
+
+LibcFaults::LibcFaults() {
+  active.store(this);
+}
+
+LibcFaults::~LibcFaults() {
+  active.store(nullptr);
+}
+
+void LibcFaults::fail(Call call, std::deque<int> errors) {
+  scripts_[static_cast<int>(call)] = std::move(errors);
+}
+
+void LibcFaults::failShmOpenOf(const std::string& name, int error) {
+  failingName_ = "/" + name;
+  failingError_ = error;
+}
+
+int LibcFaults::nextError(Call call) {
+  if (call == Call::ftruncate || call == Call::fallocate) {
+    ++resizes;
+  }
+  std::deque<int>& script = scripts_[static_cast<int>(call)];
+  if (script.empty()) {
+    return 0;
+  }
+  const int error = script.front();
+  script.pop_front();
+  return error;
+}
+
+int LibcFaults::shmOpenError(const char* name, int flags, unsigned int mode) {
+  shmOpens.push_back({name, flags, mode});
+  return failingError_ != 0 && failingName_ == name ? failingError_ : nextError(Call::shmOpen);
+}
+
+extern "C" int shm_open(const char* name, int flags, mode_t mode) {
+  LibcFaults* const faults = active.load();
+  const int error = faults == nullptr ? 0 : faults->shmOpenError(name, flags, mode);
+  if (error != 0) {
+    errno = error;
+    return -1;
+  }
+  static auto* const next = nextInLine<int(const char*, int, mode_t)>("shm_open");
+  return next(name, flags, mode);
+}
+
+extern "C" int ftruncate(int descriptor, off_t size) noexcept {
+  const int error = errorOf(LibcFaults::Call::ftruncate);
+  if (error != 0) {
+    errno = error;
+    return -1;
+  }
+  static auto* const next = nextInLine<int(int, off_t)>("ftruncate");
+  return next(descriptor, size);
+}
+
+// Answers with the error itself and leaves errno alone.
+extern "C" int posix_fallocate(int descriptor, off_t offset, off_t size) {
+  const int error = errorOf(LibcFaults::Call::fallocate);
+  if (error != 0) {
+    return error;
+  }
+  static auto* const next = nextInLine<int(int, off_t, off_t)>("posix_fallocate");
+  return next(descriptor, offset, size);
+}
+
+extern "C" void* mmap(void* address, std::size_t size, int protection, int flags, int descriptor,
+                      off_t offset) noexcept {
+  const int error = (flags & MAP_SHARED) != 0 ? errorOf(LibcFaults::Call::mmap) : 0;
+  if (error != 0) {
+    errno = error;
+    return MAP_FAILED;
+  }
+  static auto* const next = nextInLine<void*(void*, std::size_t, int, int, int, off_t)>("mmap");
+  return next(address, size, protection, flags, descriptor, offset);
+}

@@ -1,0 +1,239 @@
+#include <gmock/gmock.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <fstream>
+#include <future>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "VQFramework/Sync/VQSync.h"
+#include "platform/fake/FakeFramework.h"
+#include "tests/support/wait_until.h"
+
+namespace {
+
+using test_support::waitUntil;
+
+// The analysis would want every path to give the lock back; these tests go where it may not.
+bool lock(VQSync& sut, unsigned int timeout = VQSync::kWaitForever) VQ_NO_THREAD_SAFETY_ANALYSIS {
+  return sut.Lock(timeout);
+}
+
+bool unlock(VQSync& sut) VQ_NO_THREAD_SAFETY_ANALYSIS {
+  return sut.Unlock();
+}
+
+template <class Function>
+auto onAnotherThread(Function function) {
+  return std::async(std::launch::async, function).get();
+}
+
+bool isAsleep(long thread) {
+  std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+  const std::string stat((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  const std::size_t name = stat.rfind(") ");
+  return name != std::string::npos && stat[name + 2] == 'S';
+}
+
+// A thread that takes the lock and gives it back. Made when it is waiting for it.
+class Waiter {
+ public:
+  Waiter(VQSync& sut, unsigned int timeout)
+      : result_(std::async(std::launch::async, [this, &sut, timeout] {
+          thread_ = syscall(SYS_gettid);
+          const bool isTaken = lock(sut, timeout);
+          sawRelease_ = isReleased_.load();
+          return isTaken && unlock(sut);
+        })) {
+    isWaiting_ = waitUntil([this] { return thread_ != 0 && isAsleep(thread_); });
+  }
+  bool isWaiting() const { return isWaiting_; }
+  void noteRelease() { isReleased_ = true; }
+  bool gotIt() { return result_.get(); }
+  bool gotItAfterRelease() { return gotIt() && sawRelease_; }
+
+ private:
+  std::atomic<long> thread_{0};
+  std::atomic<bool> isReleased_{false};
+  bool sawRelease_ = false;
+  bool isWaiting_ = false;
+  std::future<bool> result_;
+};
+
+class SyncTest : public testing::Test {
+ protected:
+  SyncTest() { vqfake::reset(); }
+};
+
+void expectOneLogLineOf(const std::string& function) {
+  const std::vector<vqfake::LogLine> log = vqfake::log();
+  ASSERT_EQ(log.size(), 1U);
+  EXPECT_EQ(log[0].file, "VQFramework/Sync/VQSync");
+  EXPECT_EQ(log[0].function, function);
+  EXPECT_EQ(log[0].line, 0);
+  EXPECT_EQ(log[0].tag, 1U);
+  EXPECT_FALSE(log[0].isStdErr);
+}
+
+TEST_F(SyncTest, AFreeLockIsTakenAtOnce) {
+  VQSync sut;
+  EXPECT_TRUE(lock(sut, 0));
+  unlock(sut);
+}
+
+TEST_F(SyncTest, AFreeLockRefusesAnUnlockWithALogLine) {
+  VQSync sut;
+  EXPECT_FALSE(unlock(sut));
+  expectOneLogLineOf("Unlock");
+}
+
+TEST_F(SyncTest, ALockStaysUsableAfterARefusedUnlock) {
+  VQSync sut;
+  unlock(sut);
+  EXPECT_TRUE(lock(sut, 0));
+  EXPECT_FALSE(onAnotherThread([&sut] { return lock(sut, 0); }));
+  unlock(sut);
+}
+
+TEST_F(SyncTest, AHolderThatLocksAgainIsRefusedWithALogLine) {
+  VQSync sut;
+  lock(sut);
+  EXPECT_FALSE(lock(sut));
+  expectOneLogLineOf("Lock");
+  unlock(sut);
+}
+
+TEST_F(SyncTest, AHolderThatWasRefusedASecondLockFreesItWithOneUnlock) {
+  VQSync sut;
+  lock(sut);
+  lock(sut);
+  EXPECT_TRUE(unlock(sut));
+  EXPECT_TRUE(onAnotherThread([&sut] { return lock(sut, 0) && unlock(sut); }));
+}
+
+TEST_F(SyncTest, AnotherThreadWaitsUntilTheHolderUnlocks) {
+  VQSync sut;
+  lock(sut);
+  Waiter waiter(sut, VQSync::kWaitForever);
+  ASSERT_TRUE(waiter.isWaiting());
+  waiter.noteRelease();
+  unlock(sut);
+  EXPECT_TRUE(waiter.gotItAfterRelease());
+}
+
+TEST_F(SyncTest, AWaiterWithATimeOutGetsTheLockThatIsFreedInTime) {
+  VQSync sut;
+  lock(sut);
+  Waiter waiter(sut, 600000);
+  ASSERT_TRUE(waiter.isWaiting());
+  unlock(sut);
+  EXPECT_TRUE(waiter.gotIt());
+}
+
+TEST_F(SyncTest, EveryWaiterGetsTheLockInTheEnd) {
+  VQSync sut;
+  lock(sut);
+  Waiter first(sut, VQSync::kWaitForever);
+  Waiter second(sut, VQSync::kWaitForever);
+  Waiter third(sut, VQSync::kWaitForever);
+  ASSERT_TRUE(first.isWaiting() && second.isWaiting() && third.isWaiting());
+  unlock(sut);
+  EXPECT_TRUE(first.gotIt());
+  EXPECT_TRUE(second.gotIt());
+  EXPECT_TRUE(third.gotIt());
+}
+
+TEST_F(SyncTest, AWaiterGivesUpAfterItsTimeOutAndNotBefore) {
+  VQSync sut;
+  lock(sut);
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_FALSE(onAnotherThread([&sut] { return lock(sut, 30); }));
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(30));
+  EXPECT_TRUE(vqfake::log().empty());
+  unlock(sut);
+}
+
+TEST_F(SyncTest, ATimeOutLeavesTheLockWithItsHolder) {
+  VQSync sut;
+  lock(sut);
+  onAnotherThread([&sut] { return lock(sut, 0); });
+  EXPECT_TRUE(unlock(sut));
+}
+
+TEST_F(SyncTest, AnotherThreadsUnlockIsRefusedWithALogLine) {
+  VQSync sut;
+  lock(sut);
+  EXPECT_FALSE(onAnotherThread([&sut] { return unlock(sut); }));
+  expectOneLogLineOf("Unlock");
+  unlock(sut);
+}
+
+TEST_F(SyncTest, AnotherThreadsUnlockLeavesTheLockWithItsHolder) {
+  VQSync sut;
+  lock(sut);
+  onAnotherThread([&sut] { return unlock(sut); });
+  EXPECT_FALSE(onAnotherThread([&sut] { return lock(sut, 0); }));
+  EXPECT_TRUE(unlock(sut));
+}
+
+TEST_F(SyncTest, TheHoldersUnlockFreesTheLockForAnotherThread) {
+  VQSync sut;
+  lock(sut);
+  EXPECT_TRUE(unlock(sut));
+  EXPECT_TRUE(onAnotherThread([&sut] { return lock(sut, 0) && unlock(sut); }));
+}
+
+TEST_F(SyncTest, OneThreadAtATimeIsInside) {
+  constexpr int kThreads = 8;
+  constexpr int kRounds = 2000;
+  VQSync sut;
+  int count = 0;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&sut, &count] {
+      for (int round = 0; round < kRounds; ++round) {
+        lock(sut);
+        ++count;
+        unlock(sut);
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(count, kThreads * kRounds);
+}
+
+TEST_F(SyncTest, AForkedChildNeverWaitsForALockOfItsParent) {
+  VQSync sut;
+  std::promise<void> isHeld;
+  std::promise<void> isDone;
+  std::thread holder([&] {
+    lock(sut);
+    isHeld.set_value();
+    isDone.get_future().wait();
+    unlock(sut);
+  });
+  isHeld.get_future().wait();
+  const pid_t child = fork();
+  if (child == 0) {
+    _exit(lock(sut) && unlock(sut) ? 0 : 1);
+  }
+  int status = -1;
+  const bool hasEnded = waitUntil([child, &status] { return waitpid(child, &status, WNOHANG) == child; });
+  if (!hasEnded) {
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+  }
+  isDone.set_value();
+  holder.join();
+  EXPECT_TRUE(hasEnded);
+  EXPECT_EQ(status, 0);
+}
+
+}  // namespace
