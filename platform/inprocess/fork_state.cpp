@@ -8,14 +8,22 @@ std::atomic<bool> forkedChild{false};
 
 namespace {
 
+std::atomic<bool> isShared{false};
+
 void enterChild() {
-  forkedChild.store(true, std::memory_order_relaxed);
+  if (isShared.load(std::memory_order_relaxed)) {
+    forkedChild.store(true, std::memory_order_relaxed);
+  }
 }
 
-// A program that forks before it uses the framework for the first time is no different.
 __attribute__((constructor)) void watchForks() {
   pthread_atfork(nullptr, nullptr, &enterChild);
 }
 
 }  // namespace
+
+void noteSharedUse() {
+  isShared.store(true, std::memory_order_relaxed);
+}
+
 }  // namespace vqframework

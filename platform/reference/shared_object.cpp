@@ -10,6 +10,8 @@
 
 #include <system_error>
 
+#include "platform/inprocess/fork_state.h"
+
 namespace vqframework {
 namespace {
 
@@ -106,6 +108,7 @@ void makeWhole(void* object, const SharedObjectKind& kind) {
 }  // namespace
 
 void* mapObject(const std::string& name, const SharedObjectKind& kind, std::string& error) {
+  noteSharedUse();
   const Descriptor fd(openObject("/" + name));
   if (fd.get() == -1) {
     error = reason("shm_open", errno);
