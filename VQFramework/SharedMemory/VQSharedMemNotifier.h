@@ -29,7 +29,8 @@ class VQ_FRAMEWORK_API VQSharedMemNotifier {
 
   // Registers `observer` for the `count` identifiers at `ids` (copied). Nothing that is posted after this has returned
   // is missed; nothing posted before is delivered. An observer that is added twice is called twice.
-  // False, and nothing changes, for a null observer, a null or empty list, or when the shared log is unusable.
+  // False, and nothing changes, for a null observer, a null or empty list, where the shared log is unusable or no
+  // thread can be started, and in a forked child.
   bool AddObserver(VQObserver_* observer, const unsigned int* ids, unsigned int count);
 
   // Takes every registration of `observer` back. When it returns no call of it is running, except a call that the
@@ -38,7 +39,8 @@ class VQ_FRAMEWORK_API VQSharedMemNotifier {
 
   // Posts a message. `data` may be null only where `size` is 0. Never waits for a receiver, however slow or dead.
   // The observer gets the payload aligned for any type and followed by at least 512 zero bytes; it must not write to
-  // it or keep it. False, with a log line, when `size` exceeds kMaxPayload or the shared log is unusable.
+  // it or keep it. False, with a log line, when `size` exceeds kMaxPayload or the shared log is unusable;
+  // without one in a forked child.
   bool NotifyDataUpdate(unsigned int id, const void* data, unsigned int size);
 
  private:

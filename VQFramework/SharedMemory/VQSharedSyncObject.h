@@ -8,7 +8,7 @@
 //   lock, free                            | taken
 //   lock, held by this thread             | taken once more; as many unlocks are needed
 //   lock, held by another                 | waits; the holder inherits the waiter's priority
-//   lock, its holder's process has died   | taken, one log line; the data it guards may be half written
+//   lock, its holder has died             | taken, one log line; the data it guards may be half written
 //   unlock, held by this thread           | given back; at the outermost unlock of all named locks the thread pays
 //                                         | the wake-ups that it owes for notifications (VQSharedMemNotifier.h)
 //   unlock, not held by this thread       | nothing

@@ -4,7 +4,6 @@
 #include <signal.h>
 #include <stdio.h>
 #include <string.h>
-#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -40,8 +39,9 @@ bool isGone(const AttachedPlace& place, std::uint32_t pid) {
 }
 
 void writeIdentity(AttachedPlace& place) {
+  // Of the process, not of the calling thread, which has a name of its own.
   char name[AttachedPlace::kNameBytes] = {};
-  prctl(PR_GET_NAME, name, 0, 0, 0);
+  std::ifstream("/proc/self/comm").getline(name, sizeof name);
   for (std::size_t i = 0; i < sizeof name; ++i) {
     place.name[i].store(name[i], std::memory_order_relaxed);
   }
@@ -69,7 +69,9 @@ AttachedPlace* takePlace(MessageLogObject& log) {
 
 AttachedProcess::AttachedProcess(MessageLogObject& log) : place_(takePlace(log)) {}
 
-AttachedProcess::~AttachedProcess() { release(); }
+AttachedProcess::~AttachedProcess() {
+  release();
+}
 
 void AttachedProcess::release() {
   if (place_ != nullptr) {

@@ -103,7 +103,8 @@ MessageLog* MessageLog::get() {
     if (error != *lastError) {
       *lastError = error;
       VQDbgOutput::DbgPrint("VQFramework/SharedMemory/VQSharedMemNotifier", "VQSharedMemNotifier", 0, 1,
-                            "notifications cannot be shared with other processes: %s\n", error.c_str());
+                            "notifications are off, the log cannot be shared with other processes: %s\n",
+                            error.c_str());
     }
     return nullptr;
   }
