@@ -23,12 +23,8 @@ constexpr unsigned int kSendResult = 1;
 constexpr unsigned int kData = 2;
 constexpr unsigned int kPlaybackApp = 3;
 
-// Messages on their way without a send result. A ring holds 40 for all applications together, and nothing but this
-// keeps a fast sender from overwriting what was not read yet: two applications with 8 each leave room.
-constexpr unsigned int kMostUnderWay = 8;
-
-// Long enough for the slowest machine; a demo that stalls ends with words.
-constexpr std::chrono::seconds kPatience{30};
+// Shorter than the director's patience with a step: what is missing is counted before it gives up.
+constexpr std::chrono::seconds kPatience{20};
 
 class Application {
  public:
@@ -46,22 +42,33 @@ class Application {
     }
   }
 
-  // Sends `count` messages, never more than kMostUnderWay ahead of their results, and waits for all echoes.
-  void exchange(unsigned int count) {
-    begin(count);
-    for (unsigned int number = 0; number < count; ++number) {
-      if (!waitFor([this] { return sent_ - results_ < kMostUnderWay; })) {
-        break;
-      }
+  // Starts counting anew, with message 0.
+  void begin() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    sent_ = results_ = echoed_ = corrupted_ = 0;
+    sendTimes_.clear();
+    roundTrips_.clear();
+  }
+
+  // Sends the next `count` messages and waits until each has its result and its echo.
+  void sendRound(unsigned int count) {
+    for (unsigned int i = 0; i < count; ++i) {
+      const unsigned int number = noteSent();
       const std::vector<std::uint8_t> message = makeMessage(name_, number);
-      noteSent();
       if (client_.sendDataFromHU(message.data(), static_cast<unsigned int>(message.size())) == 0) {
         report("problem", "message " + std::to_string(number) + " was refused");
-        break;
       }
     }
-    waitFor([this, count] { return echoed_ >= count && results_ >= count; });
-    reportExchange();
+    report("round", waitForAll() ? "done" : "short");
+  }
+
+  void reportTotal() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    std::sort(roundTrips_.begin(), roundTrips_.end());
+    const std::string total = std::to_string(sent_) + " " + std::to_string(echoed_) + " " + std::to_string(corrupted_) +
+                              " " + std::to_string(percentile(50)) + " " + std::to_string(percentile(99));
+    lock.unlock();
+    report("total", total);
   }
 
   unsigned int onClient(unsigned int id, void* data, unsigned int size) {
@@ -119,32 +126,16 @@ class Application {
     changed_.notify_one();
   }
 
-  void begin(unsigned int count) {
+  // The number of the message that is sent now.
+  unsigned int noteSent() {
     const std::lock_guard<std::mutex> lock(mutex_);
-    sent_ = results_ = echoed_ = corrupted_ = 0;
-    sendTimes_.clear();
-    sendTimes_.reserve(count);
-    roundTrips_.clear();
-    roundTrips_.reserve(count);
-  }
-
-  void noteSent() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    ++sent_;
     sendTimes_.push_back(Clock::now());
+    return sent_++;
   }
 
-  template <class Condition>
-  bool waitFor(Condition condition) {
+  bool waitForAll() {
     std::unique_lock<std::mutex> lock(mutex_);
-    return changed_.wait_for(lock, kPatience, condition);
-  }
-
-  void reportExchange() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    std::sort(roundTrips_.begin(), roundTrips_.end());
-    report("exchanged", std::to_string(sent_) + " " + std::to_string(echoed_) + " " + std::to_string(corrupted_) + " " +
-                            std::to_string(percentile(50)) + " " + std::to_string(percentile(99)));
+    return changed_.wait_for(lock, kPatience, [this] { return results_ >= sent_ && echoed_ >= sent_; });
   }
 
   double percentile(unsigned int percent) const {
@@ -164,6 +155,20 @@ class Application {
   VQObserver<Application> observer_;
 };
 
+void obey(Application& application, const Command& command) {
+  if (command.word == "launch") {
+    application.launch();
+  } else if (command.word == "begin") {
+    application.begin();
+  } else if (command.word == "send") {
+    application.sendRound(static_cast<unsigned int>(std::stoul(command.argument)));
+  } else if (command.word == "total") {
+    application.reportTotal();
+  } else {
+    report("problem", "unknown command \"" + command.word + "\"");
+  }
+}
+
 }  // namespace
 
 int runApplication(const std::vector<std::string>& arguments) {
@@ -172,15 +177,8 @@ int runApplication(const std::vector<std::string>& arguments) {
   }
   Application application(arguments[0], arguments[1]);
   report("ready", "application is there");
-  for (std::string command = nextCommand(); command != "quit"; command = nextCommand()) {
-    const Line line = splitLine(command);
-    if (line.word == "launch") {
-      application.launch();
-    } else if (line.word == "exchange") {
-      application.exchange(static_cast<unsigned int>(std::stoul(line.rest)));
-    } else {
-      report("problem", "unknown command \"" + line.word + "\"");
-    }
+  for (Command command = nextCommand(); command.word != "quit"; command = nextCommand()) {
+    obey(application, command);
   }
   return 0;
 }

@@ -30,8 +30,13 @@ Pipe makePipe() {
 }
 
 // In the new process, where only simple calls are allowed.
-[[noreturn]] void becomeRole(const std::vector<char*>& arguments, const Pipe& input, const Pipe& output) {
+[[noreturn]] void becomeRole(pid_t director, const std::vector<char*>& arguments, const Pipe& input,
+                             const Pipe& output) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);  // the director's death ends its processes
+  if (getppid() != director) {
+    _exit(127);  // it died before
+  }
+  signal(SIGINT, SIG_IGN);  // Ctrl-C reaches every process of the terminal; the director alone answers it
   dup2(input.readEnd, STDIN_FILENO);
   dup2(output.writeEnd, STDOUT_FILENO);
   execv("/proc/self/exe", arguments.data());
@@ -44,6 +49,7 @@ Child::Child(const std::string& name, const std::vector<std::string>& arguments)
   std::vector<std::string> words = {"linkapp"};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<char*> pointers;
+  pointers.reserve(words.size() + 1);
   for (std::string& word : words) {
     pointers.push_back(word.data());
   }
@@ -51,9 +57,10 @@ Child::Child(const std::string& name, const std::vector<std::string>& arguments)
 
   const Pipe input = makePipe();
   const Pipe output = makePipe();
+  const pid_t director = getpid();
   pid_ = fork();
   if (pid_ == 0) {
-    becomeRole(pointers, input, output);
+    becomeRole(director, pointers, input, output);
   }
   close(input.readEnd);
   close(output.writeEnd);
@@ -95,11 +102,10 @@ bool Child::readLines(std::vector<std::string>& lines) {
   return count != 0;
 }
 
-int Child::end() {
+std::string Child::end(std::vector<std::string>& lines) {
   const ssize_t told = write(input_, "quit\n", 5);
   static_cast<void>(told);  // where it has gone already its exit code tells
-  // Its output ends with it; what it still says is read and dropped.
-  std::vector<std::string> lines;
+  // Its output ends with it.
   pollfd ending = {output_, POLLIN, 0};
   bool hasEnded = false;
   while (!hasEnded && poll(&ending, 1, kEndPatienceMs) > 0) {
@@ -109,7 +115,10 @@ int Child::end() {
     kill(pid_, SIGKILL);
   }
   reap();
-  return WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_);
+  if (WIFSIGNALED(status_)) {
+    return "was ended by signal " + std::to_string(WTERMSIG(status_)) + (hasEnded ? "" : ": it did not end by itself");
+  }
+  return WEXITSTATUS(status_) == 0 ? "" : "ended with code " + std::to_string(WEXITSTATUS(status_));
 }
 
 void Child::reap() {

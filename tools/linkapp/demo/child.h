@@ -24,8 +24,8 @@ class Child {
   // The lines that have come since the last call; reads what is there without waiting. False at the end of its output.
   bool readLines(std::vector<std::string>& lines);
 
-  // Tells it to end and waits for that. The exit code, or 128 + the signal that ended it.
-  int end();
+  // Tells it to end, waits for that and adds its last lines. How it ended, in words; empty where all went well.
+  std::string end(std::vector<std::string>& lines);
 
  private:
   void reap();

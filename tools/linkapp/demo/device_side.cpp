@@ -1,7 +1,9 @@
 // The device-side process: it owns the server of the channel and joins it to the phone.
+#include <algorithm>
+#include <iterator>
 #include <memory>
 #include <string>
-#include <utility>
+#include <vector>
 
 #include "LinkAppCommon/iOSAppCommonServer.h"
 #include "VQFramework/Observer/VQObserver.h"
@@ -25,31 +27,7 @@ class DeviceSide : public PhoneListener {
   DeviceSide(const DeviceSide&) = delete;
   DeviceSide& operator=(const DeviceSide&) = delete;
 
-  void plug(bool isPlugged) {
-    iosapp_def_::ConnectInfo info;
-    info.connectStatus = isPlugged ? 1 : 0;
-    info.connectType = 2;  // USB
-    info.iapType = 1;      // sessions are opened with app ids
-    server_.notifyConnectionState(info);
-    if (!isPlugged) {
-      phone_.unplug();
-    }
-    report(isPlugged ? "plugged" : "unplugged", isPlugged ? "phone plugged in over USB" : "phone unplugged");
-  }
-
-  void play(const std::string& app) {
-    server_.notifyPlaybakAppInfo(app);
-    report("playing", "phone now plays with \"" + app + "\"");
-  }
-
-  void setHandsFree(bool isConnected) {
-    iOSAppExtBluetoothConnectionStatus status;
-    const std::uint8_t address[6] = {0x12, 0x34, 0x56, 0x78, 0x9a, 0xbc};
-    std::copy(std::begin(address), std::end(address), status.btAddress);
-    status.flags = isConnected ? 1 : 0;
-    server_.notifyBluetoothConnectionStatus(&status);
-    report("hands-free", std::string("hands-free link ") + (isConnected ? "up" : "down"));
-  }
+  Phone& phone() { return phone_; }
 
   // The channel's delivery thread: nothing here may take long, so the phone gets its work in a queue.
   unsigned int onServer(unsigned int id, void* data, unsigned int size) {
@@ -68,15 +46,41 @@ class DeviceSide : public PhoneListener {
     return 0;
   }
 
+  // The phone's thread. Each step is reported before the channel announces it, so that reports of what follows from it
+  // come later.
+  void onPlugged(bool isPlugged) override {
+    report(isPlugged ? "plugged" : "unplugged", isPlugged ? "phone plugged in over USB" : "phone unplugged");
+    iosapp_def_::ConnectInfo info;
+    info.connectStatus = isPlugged ? 1 : 0;
+    info.connectType = 2;  // USB
+    info.iapType = 1;      // sessions are opened with app ids
+    server_.notifyConnectionState(info);
+  }
   void onSessionOpened(unsigned int appId, std::uint16_t session) override {
-    server_.notifySessionOpen(appId, session);
     report("session", "session " + std::to_string(session) + " opened for app " + std::to_string(appId));
+    server_.notifySessionOpen(appId, session);
+  }
+  void onSessionClosed(std::uint16_t session) override {
+    report("session", "session " + std::to_string(session) + " closed");
+    server_.notifySessionClose(session);
   }
   void onData(std::uint16_t session, const std::vector<std::uint8_t>& data) override {
     server_.sendDataFromDevice(session, data.data(), static_cast<unsigned int>(data.size()));
   }
   void onTransferDone(std::uint16_t session) override {
     server_.notifySendResult(session, iosapp_def_::SENDRESULT_SUCCESS);
+  }
+  void onPlaying(const std::string& app) override {
+    report("playing", "phone now plays with \"" + app + "\"");
+    server_.notifyPlaybakAppInfo(app);
+  }
+  void onHandsFree(bool isConnected) override {
+    report("hands-free", std::string("hands-free link ") + (isConnected ? "up" : "down"));
+    iOSAppExtBluetoothConnectionStatus status;
+    const std::uint8_t address[6] = {0x12, 0x34, 0x56, 0x78, 0x9a, 0xbc};
+    std::copy(std::begin(address), std::end(address), status.btAddress);
+    status.flags = isConnected ? 1 : 0;
+    server_.notifyBluetoothConnectionStatus(&status);
   }
   void onProblem(const std::string& text) override { report("problem", text); }
 
@@ -86,15 +90,15 @@ class DeviceSide : public PhoneListener {
   Phone phone_;
 };
 
-void obey(DeviceSide& side, const Line& command) {
+void obey(Phone& phone, const Command& command) {
   if (command.word == "plug") {
-    side.plug(true);
+    phone.plugIn();
   } else if (command.word == "unplug") {
-    side.plug(false);
+    phone.unplug();
   } else if (command.word == "play") {
-    side.play(command.rest);
+    phone.play(command.argument);
   } else if (command.word == "hands-free") {
-    side.setHandsFree(command.rest == "up");
+    phone.setHandsFree(command.argument == "up");
   } else {
     report("problem", "unknown command \"" + command.word + "\"");
   }
@@ -105,8 +109,8 @@ void obey(DeviceSide& side, const Line& command) {
 int runDeviceSide(const std::vector<std::string>& /*arguments*/) {
   DeviceSide side;
   report("ready", "device side is there");
-  for (std::string command = nextCommand(); command != "quit"; command = nextCommand()) {
-    obey(side, splitLine(command));
+  for (Command command = nextCommand(); command.word != "quit"; command = nextCommand()) {
+    obey(side.phone(), command);
   }
   return 0;
 }

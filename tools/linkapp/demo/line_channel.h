@@ -1,24 +1,32 @@
 // How the demo's processes speak to the one that directs them: commands come as lines on standard input, reports go as
 // lines to standard output.
-//
-// A report is a word that the director waits for, and behind it what people read: "session-open session 101 is open".
 #pragma once
 
+#include <chrono>
 #include <string>
 
 namespace demo {
 
+// What a process says: a word that the director waits for, and a text that people read. It carries the time at which
+// it was made, so that reports of several processes can be put in order; their monotonic clocks are one.
+struct Report {
+  std::chrono::steady_clock::time_point time;
+  std::string word;
+  std::string text;
+};
+
 // Reports from any thread; lines stay whole.
 void report(const std::string& word, const std::string& text);
 
-// The next command, or "quit" when the director is gone.
-std::string nextCommand();
+// What a line of a process says; one that is no report becomes a "problem".
+Report parseReport(const std::string& line);
 
-// Splits "word rest of the line".
-struct Line {
+struct Command {
   std::string word;
-  std::string rest;
+  std::string argument;  // the rest of the line
 };
-Line splitLine(const std::string& line);
+
+// The next command, or "quit" when the director is gone.
+Command nextCommand();
 
 }  // namespace demo

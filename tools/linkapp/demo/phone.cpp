@@ -27,16 +27,31 @@ Phone::~Phone() {
   thread_.join();
 }
 
+void Phone::plugIn() {
+  post([this] { listener_.onPlugged(true); });
+}
+
+void Phone::unplug() {
+  post([this] {
+    endAllApps();
+    listener_.onPlugged(false);
+  });
+}
+
+void Phone::play(const std::string& app) {
+  post([this, app] { listener_.onPlaying(app); });
+}
+
+void Phone::setHandsFree(bool isConnected) {
+  post([this, isConnected] { listener_.onHandsFree(isConnected); });
+}
+
 void Phone::launch(const std::string& launchString, unsigned int appId) {
-  post([=] { startApp(launchString, appId); });
+  post([this, launchString, appId] { startApp(launchString, appId); });
 }
 
 void Phone::receive(std::uint16_t session, std::vector<std::uint8_t> data) {
   post([this, session, data = std::move(data)] { runApp(session, data); });
-}
-
-void Phone::unplug() {
-  post([this] { apps_.clear(); });
 }
 
 void Phone::post(std::function<void()> task) {
@@ -86,6 +101,13 @@ void Phone::runApp(std::uint16_t session, const std::vector<std::uint8_t>& data)
   }
   listener_.onData(session, data);
   listener_.onTransferDone(session);
+}
+
+void Phone::endAllApps() {
+  for (const auto& app : apps_) {
+    listener_.onSessionClosed(app.first);
+  }
+  apps_.clear();
 }
 
 }  // namespace demo

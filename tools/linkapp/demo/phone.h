@@ -20,9 +20,13 @@ class PhoneListener {
  public:
   virtual ~PhoneListener() = default;
   // All on the phone's own thread, in the order in which things happened.
+  virtual void onPlugged(bool isPlugged) = 0;
   virtual void onSessionOpened(unsigned int appId, std::uint16_t session) = 0;
+  virtual void onSessionClosed(std::uint16_t session) = 0;
   virtual void onData(std::uint16_t session, const std::vector<std::uint8_t>& data) = 0;
   virtual void onTransferDone(std::uint16_t session) = 0;
+  virtual void onPlaying(const std::string& app) = 0;
+  virtual void onHandsFree(bool isConnected) = 0;
   virtual void onProblem(const std::string& text) = 0;
 };
 
@@ -33,12 +37,17 @@ class Phone {
   Phone(const Phone&) = delete;
   Phone& operator=(const Phone&) = delete;
 
-  // Starts the app with this launch string; it opens a session. Unknown ones are reported as a problem.
+  // What its user does.
+  void plugIn();
+  void unplug();  // closes all sessions
+  void play(const std::string& app);
+  void setHandsFree(bool isConnected);
+
+  // What the head unit asks for. Starts the app with this launch string; it opens a session. Unknown ones are
+  // reported as a problem.
   void launch(const std::string& launchString, unsigned int appId);
   // Data for the app that has this session. The app checks every byte and sends the message back.
   void receive(std::uint16_t session, std::vector<std::uint8_t> data);
-  // Ends all apps.
-  void unplug();
 
  private:
   struct App {
@@ -50,6 +59,7 @@ class Phone {
   void work();
   void startApp(const std::string& launchString, unsigned int appId);
   void runApp(std::uint16_t session, const std::vector<std::uint8_t>& data);
+  void endAllApps();
 
   PhoneListener& listener_;
   std::mutex mutex_;

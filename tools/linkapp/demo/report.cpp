@@ -30,16 +30,16 @@ std::string quoted(const std::string& text) {
 
 Timeline::Timeline(FILE* out) : out_(out), isColoured_(isatty(fileno(out)) == 1) {}
 
-void Timeline::say(const std::string& who, const std::string& text) const {
+void Timeline::say(const std::string& who, const std::string& text, Time time) const {
   const char* const dim = isColoured_ ? kDim : "";
   const char* const bold = isColoured_ ? kBold : "";
   const char* const plain = isColoured_ ? kPlain : "";
-  fprintf(out_, "%s%8.3f s%s  %s%-12s%s %s\n", dim, seconds(), plain, bold, who.c_str(), plain, text.c_str());
+  fprintf(out_, "%s%8.3f s%s  %s%-12s%s %s\n", dim, secondsAt(time), plain, bold, who.c_str(), plain, text.c_str());
   fflush(out_);
 }
 
-double Timeline::seconds() const {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+double Timeline::secondsAt(Time time) const {
+  return std::chrono::duration<double>(time - start_).count();
 }
 
 bool Summary::isComplete() const {

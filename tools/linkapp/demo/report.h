@@ -20,15 +20,17 @@ struct Exchange {
 
 class Timeline {
  public:
+  using Time = std::chrono::steady_clock::time_point;
+
   // Coloured where `out` is a terminal.
   explicit Timeline(FILE* out);
-  void say(const std::string& who, const std::string& text) const;
-  double seconds() const;
+  void say(const std::string& who, const std::string& text, Time time = std::chrono::steady_clock::now()) const;
+  double secondsAt(Time time) const;
 
  private:
   FILE* const out_;
   const bool isColoured_;
-  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+  const Time start_ = std::chrono::steady_clock::now();
 };
 
 struct Summary {

@@ -1,0 +1,58 @@
+// Runs the demo's story: starts the processes, tells them what to do and waits for what they report.
+#pragma once
+
+#include <deque>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "demo/child.h"
+#include "demo/line_channel.h"
+#include "demo/report.h"
+
+namespace demo {
+
+class Director {
+ public:
+  // `messages`: how many each application sends.
+  Director(unsigned int messages, const Timeline& timeline);
+
+  // A step that fails ends the story; the summary names it. Throws Interrupted after SIGINT and SIGTERM. All processes
+  // have ended when the director is destroyed.
+  Summary run();
+
+ private:
+  struct Process {
+    std::unique_ptr<Child> child;
+    std::deque<Report> unseen;  // reports that no step has waited for yet
+  };
+
+  void tellTheStory();
+  void startEverybody();
+  void connectAndLaunch();
+  void exchange();
+  void showPlayingAppAndHandsFree();
+  void disconnect();
+  void sendOneMore();
+  void endEverybody();
+
+  void add(const std::string& name, const std::vector<std::string>& arguments);
+  Process& device() { return processes_[0]; }
+  std::vector<Process*> apps() { return {&processes_[1], &processes_[2]}; }
+  void tellApps(const std::string& command);
+
+  bool sendInRounds(unsigned int messages);
+  std::vector<Exchange> collectTotals();
+
+  std::string await(Process& process, const std::string& word, const std::string& part = "");
+  bool takeUnseen(Process& process, const std::string& word, const std::string& part, std::string& text);
+  void listen();
+  void hear(const std::vector<Process*>& speakers, std::vector<std::vector<std::string>>& lines);
+  void problem(const std::string& text);
+
+  const Timeline& timeline_;
+  std::vector<Process> processes_;
+  Summary summary_;
+};
+
+}  // namespace demo
