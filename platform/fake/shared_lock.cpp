@@ -8,6 +8,7 @@
 #include "VQFramework/SharedMemory/VQSharedSyncObject.h"
 #include "platform/fake/FakeFramework.h"
 #include "platform/fake/fake_state.h"
+#include "platform/inprocess/fork_state.h"
 #include "platform/inprocess/mutex.h"
 
 using vqframework::Condition;
@@ -72,6 +73,9 @@ struct VQSharedSyncObject::State {
 VQSharedSyncObject::VQSharedSyncObject(const char* name)
     : state_([name] {
         const std::string usable = usableName(name);
+        if (!usable.empty()) {
+          vqframework::noteSharedUse();
+        }
         MutexLock lock(locks().mutex);
         return new State(usable, usable.empty() ? nullptr : &locks().named[usable]);
       }()) {}
@@ -138,6 +142,7 @@ std::vector<std::string> locksHeldByThisThread() {
     }
   }
   std::vector<std::string> names;
+  names.reserve(held.size());
   for (const auto& entry : held) {
     names.push_back(entry.second);
   }

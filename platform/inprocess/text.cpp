@@ -21,7 +21,9 @@ VQString::VQString(const char* text, unsigned int codePage) : VQString() {
 VQString::VQString(const VQString& other) : state_(new State(*other.state_)) {}
 
 VQString& VQString::operator=(const VQString& other) {
-  *state_ = *other.state_;
+  if (this != &other) {
+    *state_ = *other.state_;
+  }
   return *this;
 }
 
@@ -56,7 +58,9 @@ VQBinary::VQBinary(const void* data, unsigned int size) : VQBinary() {
 VQBinary::VQBinary(const VQBinary& other) : state_(new State(*other.state_)) {}
 
 VQBinary& VQBinary::operator=(const VQBinary& other) {
-  *state_ = *other.state_;
+  if (this != &other) {
+    *state_ = *other.state_;
+  }
   return *this;
 }
 

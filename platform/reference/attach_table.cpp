@@ -30,12 +30,19 @@ std::uint64_t startTimeOf(std::uint32_t pid) {
   return at == std::string::npos ? 0 : std::strtoull(line.c_str() + at, nullptr, 10);
 }
 
-bool isGone(const AttachedPlace& place, std::uint32_t pid) {
+// A start time of 0 stands while a place changes hands: then only the pid counts.
+bool isGone(std::uint32_t pid, std::uint64_t listedStart) {
   if (kill(static_cast<pid_t>(pid), 0) == -1 && errno == ESRCH) {
     return true;
   }
   const std::uint64_t startTime = startTimeOf(pid);
-  return startTime != 0 && startTime != place.startTime.load(std::memory_order_relaxed);
+  return startTime != 0 && listedStart != 0 && startTime != listedStart;
+}
+
+// The start time goes first: with the new pid and the old time the place would look like a dead process's.
+bool takeFrom(AttachedPlace& place, std::uint32_t pid, std::uint64_t listedStart, std::uint32_t self) {
+  return place.startTime.compare_exchange_strong(listedStart, 0, std::memory_order_acq_rel) &&
+         place.pid.compare_exchange_strong(pid, self, std::memory_order_acq_rel);
 }
 
 void writeIdentity(AttachedPlace& place) {
@@ -54,10 +61,11 @@ AttachedPlace* takePlace(MessageLogObject& log) {
   const std::uint32_t self = static_cast<std::uint32_t>(getpid());
   const std::uint64_t startTime = startTimeOf(self);
   for (AttachedPlace& place : log.places) {
-    std::uint32_t pid = place.pid.load(std::memory_order_acquire);
-    const bool isFree = pid == 0 || pid == self || isGone(place, pid);
-    if (isFree && place.pid.compare_exchange_strong(pid, self, std::memory_order_acq_rel)) {
-      place.startTime.store(startTime, std::memory_order_relaxed);
+    const std::uint64_t listedStart = place.startTime.load(std::memory_order_acquire);
+    const std::uint32_t pid = place.pid.load(std::memory_order_acquire);
+    const bool isFree = pid == 0 || pid == self || isGone(pid, listedStart);
+    if (isFree && takeFrom(place, pid, listedStart, self)) {
+      place.startTime.store(startTime, std::memory_order_release);
       writeIdentity(place);
       return &place;
     }

@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
@@ -25,12 +26,18 @@ constexpr const char* kFilePrefix = "file:";
 
 enum class Place { kOff, kDescriptor, kJournal };
 
+struct Sink {
+  VQDbgSink function;
+  void* context;
+};
+
 struct Output {
   Mutex mutex;  // serialises the sink's calls; lines to a descriptor need no lock, one write is one line
-  VQDbgSink sink VQ_GUARDED_BY(mutex) = nullptr;
-  void* context VQ_GUARDED_BY(mutex) = nullptr;
+  // Null = none. Replaced as a whole and under the lock; atomic for the fork handler, which cannot wait for it.
+  std::atomic<const Sink*> sink{nullptr};
   Place place = Place::kDescriptor;
   int fd = STDERR_FILENO;
+  const Output* parents = nullptr;  // in a forked child: the one it was copied from, never used again
 };
 
 // A signal handler that runs meanwhile loses no line.
@@ -80,8 +87,9 @@ void choosePlace(Output& output) {
 
 // Never destroyed: late destructors log too. No lock guards the first use: a forked child would never get the copy of
 // one that another thread of its parent held.
+std::atomic<Output*> instance{nullptr};
+
 Output& output() {
-  static std::atomic<Output*> instance{nullptr};
   Output* found = instance.load(std::memory_order_acquire);
   if (found == nullptr) {
     Output* const made = new Output;
@@ -95,6 +103,24 @@ Output& output() {
     delete made;
   }
   return *found;
+}
+
+// The child's copy of the lock may be held for ever, by a thread that it does not have.
+void renewInChild() {
+  const Output* const old = instance.load(std::memory_order_acquire);
+  if (old == nullptr) {
+    return;
+  }
+  Output* const fresh = new Output;
+  fresh->sink.store(old->sink.load(std::memory_order_relaxed), std::memory_order_relaxed);
+  fresh->place = old->place;
+  fresh->fd = old->fd;
+  fresh->parents = old;
+  instance.store(fresh, std::memory_order_release);
+}
+
+__attribute__((constructor)) void watchForks() {
+  pthread_atfork(nullptr, nullptr, &renewInChild);
 }
 
 // One call is one line: line breaks at the end go, those within and other control characters are shown.
@@ -142,8 +168,9 @@ void emit(const VQDbgRecord& record) {
   Output& target = output();
   {
     MutexLock lock(target.mutex);
-    if (target.sink != nullptr) {
-      target.sink(record, target.context);
+    const Sink* const sink = target.sink.load(std::memory_order_acquire);
+    if (sink != nullptr) {
+      sink->function(record, sink->context);
       return;
     }
   }
@@ -196,7 +223,7 @@ void VQDbgOutput::DbgPrintStdErr(const char* file, const char* function, int lin
 
 void VQDbgOutput::SetSink(VQDbgSink sink, void* context) {
   vqframework::Output& target = vqframework::output();
+  const vqframework::Sink* const chosen = sink == nullptr ? nullptr : new vqframework::Sink{sink, context};
   vqframework::MutexLock lock(target.mutex);
-  target.sink = sink;
-  target.context = context;
+  delete target.sink.exchange(chosen, std::memory_order_acq_rel);
 }

@@ -49,6 +49,7 @@ bool Delivery::start(MessageLog& log, VQObserver_* observer, const void* owner, 
   }
   add(observer, owner, ids, head);
   version_.fetch_add(1, std::memory_order_release);
+  threadEnded_.notifyAll();  // who waits for the thread's end waits in vain now
   // A thread that sleeps for its old identifiers' groups would sleep through the new ones.
   log.nudgeOwnReceiver();
   return true;
@@ -143,9 +144,10 @@ bool Delivery::refresh(Reader& reader) {
 
 void Delivery::readNext(Reader& reader) {
   Message message;
+  const std::uint32_t posted = reader.log.posted();
   switch (reader.log.read(reader.position, message)) {
     case MessageLog::Read::kNothingNew:
-      rest(reader);
+      rest(reader, posted);
       return;
     case MessageLog::Read::kOverwritten:
       findPlaceAgain(reader);
@@ -168,8 +170,8 @@ void Delivery::readNext(Reader& reader) {
 }
 
 // Everything is read. (A receiver that expects an answer at once may look again for a while here, instead of sleeping.)
-void Delivery::rest(const Reader& reader) {
-  reader.log.sleep(reader.position, reader.groups);
+void Delivery::rest(const Reader& reader, std::uint32_t posted) {
+  reader.log.sleep(posted, reader.groups);
 }
 
 void Delivery::findPlaceAgain(Reader& reader) {

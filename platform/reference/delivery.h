@@ -39,7 +39,7 @@ class Delivery : public ObserverList {
   void run(MessageLog& log, std::uint64_t position);
   bool refresh(Reader& reader);
   void readNext(Reader& reader);
-  void rest(const Reader& reader);
+  void rest(const Reader& reader, std::uint32_t posted);
   void findPlaceAgain(Reader& reader);
 
   Mutex mutex_;  // before the log's posting lock and the list's own lock; not held while observers run

@@ -32,8 +32,9 @@ std::vector<std::uint32_t> LossCounter::identifiers() const {
 void LossCounter::onMessage(const Message& message) {
   for (Followed& entry : followed_) {
     if (entry.id == message.id) {
-      countUpTo(entry, message.number);
-      entry.next = message.number + 1;
+      if (countUpTo(entry, message.number)) {
+        entry.next = message.number + 1;
+      }
       return;
     }
   }
@@ -57,13 +58,16 @@ std::uint64_t LossCounter::takeFinishedBurst(std::uint64_t position) {
   return lost;
 }
 
+// False, and nothing changes, for a number from before: a message that was posted before its identifier was followed.
 // Numbers wrap around; less than half the range ahead means ahead.
-void LossCounter::countUpTo(Followed& followed, std::uint32_t number) {
+bool LossCounter::countUpTo(Followed& followed, std::uint32_t number) {
   const std::uint32_t gap = number - followed.next;
-  if (gap < 0x80000000U) {
-    lost_ += gap;
-    followed.next = number;
+  if (gap >= 0x80000000U) {
+    return false;
   }
+  lost_ += gap;
+  followed.next = number;
+  return true;
 }
 
 }  // namespace vqframework

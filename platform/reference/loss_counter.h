@@ -31,7 +31,7 @@ class LossCounter {
   std::uint64_t takeFinishedBurst(std::uint64_t position);
 
  private:
-  void countUpTo(Followed& followed, std::uint32_t number);
+  bool countUpTo(Followed& followed, std::uint32_t number);
 
   std::vector<Followed> followed_;
   bool inBurst_ = false;

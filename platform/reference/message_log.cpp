@@ -162,8 +162,11 @@ std::uint32_t MessageLog::takeWakes(std::uint32_t group) {
   if ((object_->sleepers.load(std::memory_order_seq_cst) & group) == 0) {
     return owed;
   }
-  addOwed(group);
+  // First the sleepers, then the debt. The other way round another poster could pay the new debt at once; a receiver
+  // that it woke and that is asleep again already would have its bit taken, and nobody would know of it. A poster that
+  // dies in between holds the lock: the repair owes everybody a wake-up.
   object_->sleepers.fetch_and(~group, std::memory_order_seq_cst);
+  addOwed(group);
   return owed | group;
 }
 
@@ -220,6 +223,10 @@ IdentifierCount* MessageLog::countOf(std::uint32_t id, bool mayAdd) {
   return nullptr;
 }
 
+std::uint32_t MessageLog::posted() const {
+  return object_->posted.load(std::memory_order_acquire);
+}
+
 MessageLog::Read MessageLog::read(std::uint64_t position, Message& message) const {
   if (position == object_->head.load(std::memory_order_acquire)) {
     return Read::kNothingNew;
@@ -272,7 +279,7 @@ MessageLog::Snapshot MessageLog::snapshotLocked(const std::vector<std::uint32_t>
   return result;
 }
 
-void MessageLog::sleep(std::uint64_t position, std::uint32_t groups) {
+void MessageLog::sleep(std::uint32_t posted, std::uint32_t groups) {
   std::uint32_t before = object_->sleepers.load(std::memory_order_relaxed);
   std::uint32_t after = 0;
   do {
@@ -282,7 +289,7 @@ void MessageLog::sleep(std::uint64_t position, std::uint32_t groups) {
     after = (isFull ? before : before + kOneSleeper) | groups;
   } while (!object_->sleepers.compare_exchange_weak(before, after, std::memory_order_seq_cst));
 
-  futexWait(object_->posted, static_cast<std::uint32_t>(position), groups | kickBit());
+  futexWait(object_->posted, posted, groups | kickBit());
 
   before = object_->sleepers.load(std::memory_order_relaxed);
   do {

@@ -59,9 +59,12 @@ class MessageLog {
 
   Snapshot snapshot(const std::vector<std::uint32_t>& ids);
 
-  // Sleeps until a message of one of the groups is posted, unless something was posted since `position`. May wake for
-  // no reason.
-  void sleep(std::uint64_t position, std::uint32_t groups);
+  // The futex word. To be loaded before the read that finds nothing new, and handed to `sleep` then. (Not the reader's
+  // position: where a poster died between `head` and the word the two differ, and nobody could sleep.)
+  std::uint32_t posted() const;
+
+  // Sleeps until a message of one of the groups is posted, unless the futex word has changed. May wake for no reason.
+  void sleep(std::uint32_t posted, std::uint32_t groups);
 
   // Wakes whoever sleeps for one of the groups and strikes them off the owed ones.
   void wake(std::uint32_t groups);

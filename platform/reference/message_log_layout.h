@@ -16,10 +16,10 @@
 // it to 0, so a message that was half written when its poster died is never taken for one: `head` does not count it,
 // and the next poster writes the same slot anew.
 //
-// Life of a wake-up: a receiver that has read everything sets its groups' bits in `sleepers` and sleeps on `posted`,
-// which the kernel compares with the receiver's position; a poster advances `posted` first and looks at `sleepers`
-// then, so one of the two sees the other. The poster moves its group's bit from `sleepers` to `owed` and wakes after
-// its outermost unlock; should it die before that, the next poster finds the bit in `owed` and pays.
+// Life of a wake-up: a receiver loads `posted`, reads everything, sets its groups' bits in `sleepers` and sleeps on
+// `posted`, which the kernel compares with what was loaded; a poster changes `posted` first and looks at `sleepers`
+// then, so one of the two sees the other. The poster takes its group's bit out of `sleepers`, notes it in `owed`, and
+// wakes after its outermost unlock; should it die before that, the next poster finds the bit in `owed` and pays.
 #pragma once
 
 #include <pthread.h>

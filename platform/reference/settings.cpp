@@ -20,7 +20,8 @@ namespace {
 
 constexpr const char* kLogFile = "VQFramework/Settings/SaveFileAccessMetaText";
 constexpr const char* kAsideSuffix = ".new";
-constexpr std::size_t kLongestText = 1024U * 1024U;  // more is no settings file; reading it would stop the program
+constexpr std::size_t kLongestText =
+    std::size_t{1024} * 1024;  // more is no settings file; reading it would stop the program
 constexpr mode_t kFileMode = 0664;
 constexpr mode_t kFolderMode = 0755;
 
@@ -47,7 +48,7 @@ std::string environment(const char* name) {
 
 // Empty where there is none for this user.
 std::string settingsFolder() {
-  const std::string chosen = environment("VQ_SETTINGS_DIR");
+  std::string chosen = environment("VQ_SETTINGS_DIR");
   if (!chosen.empty()) {
     return chosen;
   }

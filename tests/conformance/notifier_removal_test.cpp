@@ -160,7 +160,9 @@ TEST_F(NotifierRemovalTest, MayLeaveNothingRegisteredInsideACall) {
 // An observer whose call lasts until the test opens the gate, and then does what the test wants.
 class LongDelivery {
  public:
-  explicit LongDelivery(VQSharedMemNotifier& notifier, std::function<void()> inCall = [] {}) : notifier_(notifier) {
+  explicit LongDelivery(
+      VQSharedMemNotifier& notifier, std::function<void()> inCall = [] {})
+      : notifier_(notifier) {
     recorder.then = [this, inCall] {
       began_.open();
       gate.pass();

@@ -38,7 +38,7 @@ class Recorder {
   unsigned int count() const { return count_; }
 
   // Set before the first call.
-  std::function<void()> then;                                  // at the end of each call
+  std::function<void()> then;                                   // at the end of each call
   std::function<void(const void*, unsigned int)> whileItsHere;  // with the payload itself
 
  private:

@@ -96,7 +96,9 @@ TEST_F(SharedLockTest, StaysHeldWhenAnotherObjectOfTheNameGoes) {
 
 TEST_F(SharedLockTest, IsNotAffectedByAnUnlockOnAnotherThread) {
   lock(sut);
-  { const Worker stranger([this] { unlock(sut); }); }
+  {
+    const Worker stranger([this] { unlock(sut); });
+  }
   const Contender other(sut);
   EXPECT_TRUE(other.waits());
   unlock(sut);

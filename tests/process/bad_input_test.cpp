@@ -149,13 +149,15 @@ TEST_F(BadInput, empty_messages_are_ignored) {
   expectChannelGoesOn();
 }
 
-// What is missing reads as zero: one byte 01 is a connection message for device 0, over USB, disconnected.
+// What is missing reads as zero.
 TEST_F(BadInput, a_message_that_is_cut_short_reads_as_zeros_behind_its_end) {
-  postHex(4, "01");
+  postHex(4, "01");  // device 0, over USB, disconnected
   EXPECT_TRUE(client_->expect("info 0 spp 0 - usb 0 app iap 1 hfp 0 00:00:00:00:00:00"));
 
-  postHex(2, "01");  // device 1, app 0, slot 0: never written so far
-  postHex(3, "01");
+  expectChannelGoesOn();  // slot 0 of both rings is written now
+  postHex(2, "01");       // device 1, app 0, slot 0
+  EXPECT_TRUE(server_->expect("data 1 0 " + describePattern(700, 1)));
+  postHex(3, "01");  // the same; no client has app 0
 
   expectChannelGoesOn();
 }

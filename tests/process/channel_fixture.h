@@ -49,6 +49,12 @@ class ChannelTest : public testing::Test {
 
   // Roles say "ready" when their objects are up.
   static void expectReady(Child& child) { ASSERT_TRUE(child.expect("ready")); }
+
+  // A registration reaches the server's table on its delivery thread, some time after the client is ready.
+  static void expectServerKnowsApp(Child& server, int appId, const std::string& launchString) {
+    const std::string question = "launch-string-of " + std::to_string(appId);
+    ASSERT_TRUE(test_support::waitUntil([&] { return server.ask(question) == launchString; }));
+  }
 };
 
 inline std::string testNameOf(const testing::TestParamInfo<Segment>& info) {

@@ -20,6 +20,7 @@ class EndToEnd : public ChannelTest {
     expectReady(*music_);
     maps_.emplace("client", std::vector<std::string>{"maps", "com.example.maps", "MAPS"});
     expectReady(*maps_);
+    expectServerKnowsApp(*server_, 2, "com.example.maps");
   }
 
   void connect(const char* connectType, int iapType) {

@@ -27,8 +27,8 @@ std::vector<FullObject> objectsWithTheirLines() {
   const std::string reason = "posix_fallocate: No space left on device\n";
   std::vector<FullObject> objects = {
       {kLogObject,
-       "[VQFramework/SharedMemory/VQSharedMemNotifier:0 VQSharedMemNotifier 1] notifications cannot be "
-       "shared with other processes: " +
+       "[VQFramework/SharedMemory/VQSharedMemNotifier:0 VQSharedMemNotifier 1] notifications are off, the "
+       "log cannot be shared with other processes: " +
            reason}};
   for (const Segment& segment : kSegments) {
     objects.push_back({segment.name, "[VQFramework/SharedMemory/VQSharedMemory:135 VQSharedMemory] ftruncate error\n"});

@@ -1,7 +1,6 @@
 // A process that is killed while it holds a segment's lock stops nobody.
 #include <signal.h>
 
-#include <fstream>
 #include <optional>
 
 #include "tests/process/channel_fixture.h"
@@ -29,7 +28,7 @@ class KilledHolder : public ChannelTest, public testing::WithParamInterface<Segm
     ASSERT_TRUE(client_->expect("info 1 spp 0 - usb 2 app iap 2 hfp 0 00:00:00:00:00:00"));
     ASSERT_EQ(client_->ask("exchange 1 50"), "ok");
     expectReady(late_.emplace("client", std::vector<std::string>{"late", "launch-late"}));
-    ASSERT_TRUE(test_support::waitUntil([this] { return server_->ask("launch-string-of 2") == "launch-late"; }));
+    expectServerKnowsApp(*server_, 2, "launch-late");
   }
 
   unsigned int countTakeOvers() const {
@@ -50,14 +49,6 @@ class KilledHolder : public ChannelTest, public testing::WithParamInterface<Segm
   std::optional<Child> late_;
 };
 
-// Everything that the thread can sleep in between its last line and the lock is the lock.
-bool isAsleep(const test_support::Child& child) {
-  std::ifstream file("/proc/" + std::to_string(child.pid()) + "/stat");
-  std::string line;
-  std::getline(file, line);
-  return line.find(") S ") != std::string::npos;
-}
-
 TEST_P(KilledHolder, gives_the_lock_to_the_next_locker_who_tells_so_once) {
   holder_->kill();
 
@@ -69,10 +60,26 @@ TEST_P(KilledHolder, gives_the_lock_to_the_next_locker_who_tells_so_once) {
   EXPECT_EQ(countTakeOvers(), 1U);
 }
 
+TEST_P(KilledHolder, leaves_a_lock_that_excludes_as_before) {
+  Child rival("endpoint", {GetParam().name});
+  expectReady(rival);
+  holder_->kill();
+  ASSERT_EQ(next_->ask("lock"), "ok");
+  ASSERT_EQ(next_->ask("unlock"), "ok");
+
+  ASSERT_EQ(next_->ask("lock"), "ok");
+  rival.tell("wait");
+  ASSERT_TRUE(rival.expect("waiting"));
+  EXPECT_TRUE(test_support::waitUntil([&] { return rival.isAsleep(); }));
+  EXPECT_FALSE(rival.hasAnswered());
+  ASSERT_EQ(next_->ask("unlock"), "ok");
+  EXPECT_TRUE(rival.expectAnswer("ok"));
+}
+
 TEST_P(KilledHolder, gives_the_lock_to_a_locker_that_waits_already) {
   next_->tell("wait");
   ASSERT_TRUE(next_->expect("waiting"));
-  ASSERT_TRUE(test_support::waitUntil([this] { return isAsleep(*next_); }));
+  ASSERT_TRUE(test_support::waitUntil([this] { return next_->isAsleep(); }));
 
   holder_->kill();
   EXPECT_TRUE(next_->expectAnswer("ok", kSoon));

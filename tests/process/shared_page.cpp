@@ -12,6 +12,8 @@
 
 static_assert(sizeof(std::atomic<std::uint32_t>) == sizeof(std::uint32_t), "the kernel reads the word itself");
 
+constexpr int kLooksBeforeSleep = 20000;
+
 void sleepWhile(const std::atomic<std::uint32_t>& word, std::uint32_t value) {
   syscall(SYS_futex, &word, FUTEX_WAIT, value, nullptr, nullptr, 0);
 }
@@ -27,6 +29,9 @@ void Barrier::meet(std::uint32_t parties) {
     round_.fetch_add(1);
     wakeAll(round_);
     return;
+  }
+  // Looks for a while first, so that both go on at the same moment: a sleeper comes too late for a race.
+  for (int looks = 0; looks < kLooksBeforeSleep && round_.load() == round; ++looks) {
   }
   while (round_.load() == round) {
     sleepWhile(round_, round);

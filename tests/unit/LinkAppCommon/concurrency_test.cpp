@@ -226,6 +226,70 @@ TEST_F(Concurrency, AServerThatStartsWhileAppsArriveMissesNone) {
   }
 }
 
+// Every operation alone beside a writer: beside other operations their locks would hide a race of its own.
+TEST_F(Concurrency, EveryListOperationOfTheClientMayRunBesideAWriter) {
+  iOSAppCommonClient sut("", "Radio", "radio://");
+  const std::function<void()> operations[] = {
+      [&] { sut.getConnectInfoToList(1); },
+      [&] { sut.getBtHfInfoToList(1); },
+      [&] { sut.isDeviceConnected(1); },
+      [&] { sut.isSessionOpened(1, 1); },
+      [&] { sut.addConnectInfoToList({}); },
+      [&] { sut.addSessionInfoToList({}); },
+      [&] { sut.addBtHfInfoToList({}); },
+      [&] { sut.removeConnectInfoFromList(1); },
+      [&] { sut.removeSessionInfoFromList(1, 1); },
+      [&] { sut.removeBtHfInfoFromList(1); },
+  };
+  for (const std::function<void()>& operation : operations) {
+    runTogether(2, [&](unsigned int thread) {
+      for (std::uint32_t i = 0; i < 100; ++i) {
+        if (thread == 1) {
+          operation();
+          continue;
+        }
+        iosapp_def_::ConnectInfo connection;
+        connection.deviceId = i;
+        iosapp_def_::SessionInfo session;
+        session.deviceId = i;
+        iosapp_def_::BtHfInfo handsFree;
+        handsFree.deviceId = i;
+        sut.addConnectInfoToList(connection);
+        sut.addSessionInfoToList(session);
+        sut.addBtHfInfoToList(handsFree);
+      }
+    });
+  }
+  EXPECT_EQ(sut.getConnectInfoToList(99).deviceId, 99U);
+}
+
+TEST_F(Concurrency, EveryTableOperationOfTheServerMayRunBesideAWriter) {
+  iOSAppCommonUtil* const registry = VQSingleton<iOSAppCommonUtil>::getInstance();
+  iOSAppCommonServer sut(1);
+  const std::function<void()> operations[] = {
+      [&] { sut.getSessionIdFromAppList(1); },  [&] { sut.getAppIdFromAppList(1); },
+      [&] { sut.getAppIdFromiAP1Id(1); },       [&] { sut.getLaunchStringFromAppList(1); },
+      [&] { sut.setSessionIdToAppList(1, 1); }, [&] { sut.onAppUtilUpdate(0, nullptr, 0); },
+  };
+  std::uint16_t lastApp = 0;
+  for (const std::function<void()>& operation : operations) {
+    runTogether(2, [&](unsigned int thread) {
+      for (unsigned int i = 0; i < 50; ++i) {
+        if (thread == 1) {
+          operation();
+          continue;
+        }
+        registry->pushAppInfo(appWithId(++lastApp));
+        sut.onAppUtilUpdate(0, nullptr, 0);
+        sut.setSessionIdToAppList(lastApp, lastApp);
+      }
+    });
+  }
+  for (std::uint16_t appId = 2; appId <= lastApp; ++appId) {
+    EXPECT_EQ(sut.getSessionIdFromAppList(appId), appId);
+  }
+}
+
 TEST_F(Concurrency, TheRegistryIsAskedWhileAppsArrive) {
   { iOSAppCommonClient client("com.radio", "spotify", "radio://"); }
   iOSAppCommonUtil sut;

@@ -52,13 +52,14 @@ std::string read(const std::string& path) {
 }
 
 class DebugOutputTest : public testing::Test {
- protected:
+ public:
   DebugOutputTest() {
     std::string name = testing::TempDir() + "/log-XXXXXX";
     folder = mkdtemp(name.data()) == nullptr ? "" : name;
   }
   ~DebugOutputTest() override { std::filesystem::remove_all(folder); }
 
+ protected:
   std::string folder;
 };
 
@@ -231,6 +232,7 @@ TEST_F(DebugOutputTest, CallsOfTheSinkNeverOverlap) {
   Records records;  // no lock of its own: a sanitizer sees an overlap, and lines get lost
   VQDbgOutput::SetSink(&keep, &records);
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([] {
       for (int line = 0; line < kLines; ++line) {
@@ -257,6 +259,7 @@ const std::string& filling() {
 
 void logFromManyThreads(const std::string& who) {
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int thread = 0; thread < kThreads; ++thread) {
     threads.emplace_back([&who, thread] {
       for (int line = 0; line < kLines; ++line) {

@@ -35,7 +35,7 @@ bool isFreeForOthers(const VQSharedSyncObject& sut, const std::string& name) {
 }
 
 class FakeLockTest : public testing::Test {
- protected:
+ public:
   FakeLockTest() { vqfake::reset(); }
   ~FakeLockTest() override { vqfake::reset(); }
 };

@@ -39,10 +39,11 @@ class Recorder {
 };
 
 class FakeNotifierTest : public testing::Test {
- protected:
+ public:
   FakeNotifierTest() { vqfake::reset(); }
   ~FakeNotifierTest() override { vqfake::reset(); }
 
+ protected:
   bool add(Recorder& recorder, std::vector<unsigned int> ids) {
     return sut.AddObserver(recorder.observer(), ids.data(), static_cast<unsigned int>(ids.size()));
   }
@@ -213,10 +214,10 @@ TEST_F(FakeNotifierTest, APayloadIsAlignedAndFollowedBy512Zeros) {
 }
 
 TEST_F(FakeNotifierTest, APayloadIsACopy) {
-  char payload[] = "before";
+  std::string payload = "before";
   add(first, {1});
-  sut.NotifyDataUpdate(1, payload, 6);
-  memcpy(payload, "after!", 6);
+  sut.NotifyDataUpdate(1, payload.data(), 6);
+  payload.replace(0, 6, "after!");
   vqfake::deliverAll();
   EXPECT_THAT(first.payloads, ElementsAre("before"));
 }

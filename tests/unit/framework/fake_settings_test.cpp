@@ -8,10 +8,11 @@
 namespace {
 
 class FakeSettingsTest : public testing::Test {
- protected:
+ public:
   FakeSettingsTest() { vqfake::reset(); }
   ~FakeSettingsTest() override { vqfake::reset(); }
 
+ protected:
   std::unique_ptr<SaveFileAccessMetaText> sut{SaveFileAccessFactory::getInstance()->CreateMetaText("a.ini", "a+")};
   unsigned int value = 7;
 };

@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "VQFramework/SharedMemory/VQSharedSyncObject.h"
 #include "VQFramework/Singleton/VQSingletonFinalizer.h"
 #include "tests/support/child.h"
 #include "tests/support/roles.h"
@@ -102,6 +103,7 @@ TEST(FinalizerTest, NullIsIgnored) {
 }
 
 TEST_ROLE(forks_and_both_exit) {
+  const VQSharedSyncObject shared("finalizer");  // from here on, children must leave the parent's things alone
   VQSingletonFinalizer::addDestroyFunc(&tellFirst);
   const pid_t child = fork();
   if (child == 0) {
@@ -115,6 +117,21 @@ TEST_ROLE(forks_and_both_exit) {
 
 TEST(FinalizerTest, AForkedChildLeavesItsParentsInstancesAlone) {
   EXPECT_THAT(linesOf("forks_and_both_exit"), ElementsAre("child has exited", "first"));
+}
+
+TEST_ROLE(forks_before_its_first_use) {
+  const pid_t child = fork();
+  if (child == 0) {
+    VQSingletonFinalizer::addDestroyFunc(&tellFirst);
+    exit(0);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  return status;
+}
+
+TEST(FinalizerTest, AProcessForkedBeforeTheFirstUseEndsItsOwnInstances) {
+  EXPECT_THAT(linesOf("forks_before_its_first_use"), ElementsAre("first"));
 }
 
 }  // namespace

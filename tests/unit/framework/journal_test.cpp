@@ -64,6 +64,14 @@ TEST_ROLE(logs_what_it_hears) {
 }
 
 class JournalTest : public testing::Test {
+ public:
+  ~JournalTest() override {
+    unsetenv("VQDBG");
+    if (isMounted_) {
+      umount("/run");
+    }
+  }
+
  protected:
   // An empty /run of the test's own.
   void SetUp() override {
@@ -72,13 +80,6 @@ class JournalTest : public testing::Test {
     }
     isMounted_ = true;
   }
-  ~JournalTest() override {
-    unsetenv("VQDBG");
-    if (isMounted_) {
-      umount("/run");
-    }
-  }
-
   static void log(Child& process, const std::string& text) {
     process.tell(text);
     EXPECT_TRUE(process.expect("logged"));

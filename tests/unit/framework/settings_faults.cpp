@@ -50,6 +50,7 @@ __attribute__((visibility("default"))) int fsync(int fd) {
   return static_cast<int>(syscall(SYS_fsync, fd));
 }
 
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's names are reserved
 __attribute__((visibility("default"))) int rename(const char* from, const char* to) noexcept {
   if (!takeStep("rename")) {
     return -1;

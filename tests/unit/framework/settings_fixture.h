@@ -10,10 +10,11 @@
 #include "VQFramework/Settings/SaveFileAccessFactory.h"
 
 class SettingsTest : public testing::Test {
- protected:
+ public:
   SettingsTest();
   ~SettingsTest() override;
 
+ protected:
   static std::unique_ptr<SaveFileAccessMetaText> access(const char* name = "test.ini", const char* mode = "a+");
 
   std::string path(const std::string& name = "test.ini") const { return folder + "/" + name; }

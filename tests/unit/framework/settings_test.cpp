@@ -373,7 +373,7 @@ TEST_F(SettingsTest, ThreadsMayShareOneAccess) {
 // Where the files lie.
 
 class SettingsFolderTest : public SettingsTest {
- protected:
+ public:
   SettingsFolderTest() {
     unsetenv("VQ_SETTINGS_DIR");
     for (const char* name : {"XDG_STATE_HOME", "HOME"}) {
@@ -393,6 +393,7 @@ class SettingsFolderTest : public SettingsTest {
     }
   }
 
+ protected:
   void choose(const char* name, const std::string& place) const { setenv(name, (folder + place).c_str(), 1); }
   // Writes a value and tells whether it lies there, folders included.
   bool liesAt(const std::string& place) const {

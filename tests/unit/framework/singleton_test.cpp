@@ -48,6 +48,7 @@ std::atomic<int> Contended::made{0};
 
 TEST(SingletonTest, EightRacingThreadsGetTheSameInstance) {
   std::vector<std::future<Contended*>> results;
+  results.reserve(kRacers);
   for (int i = 0; i < kRacers; ++i) {
     results.push_back(std::async(std::launch::async, [] {
       ++Contended::arrived;

@@ -13,6 +13,7 @@
 
 #include "VQFramework/Sync/VQSync.h"
 #include "platform/fake/FakeFramework.h"
+#include "platform/inprocess/fork_state.h"
 #include "tests/support/wait_until.h"
 
 namespace {
@@ -194,6 +195,7 @@ TEST_F(SyncTest, OneThreadAtATimeIsInside) {
   VQSync sut;
   int count = 0;
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([&sut, &count] {
       for (int round = 0; round < kRounds; ++round) {
@@ -210,6 +212,7 @@ TEST_F(SyncTest, OneThreadAtATimeIsInside) {
 }
 
 TEST_F(SyncTest, AForkedChildNeverWaitsForALockOfItsParent) {
+  vqframework::noteSharedUse();
   VQSync sut;
   std::promise<void> isHeld;
   std::promise<void> isDone;

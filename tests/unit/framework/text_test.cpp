@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <cstring>
+#include <memory>
 #include <string>
 
 #include "VQFramework/Text/VQBinary.h"
@@ -80,9 +81,9 @@ TEST(VQBinaryTest, SizeZeroGivesAnEmptyOne) {
 
 TEST(VQBinaryTest, ACopyHasABufferOfItsOwn) {
   const VQBinary original("abc", 3);
-  const VQBinary sut(original);
-  EXPECT_NE(sut.getBuffer(), original.getBuffer());
-  EXPECT_EQ(memcmp(sut.getBuffer(), "abc", 3), 0);
+  const auto sut = std::make_unique<VQBinary>(original);
+  EXPECT_NE(sut->getBuffer(), original.getBuffer());
+  EXPECT_EQ(memcmp(sut->getBuffer(), "abc", 3), 0);
 }
 
 TEST(VQBinaryTest, AnAssignedOneHasABufferOfItsOwn) {

@@ -1,0 +1,186 @@
+#include "platform/reference/named_lock.h"
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <string>
+#include <thread>
+
+#include "VQFramework/SharedMemory/VQSharedSyncObject.h"
+#include "tests/conformance/log_lines.h"
+#include "tests/conformance/worker.h"
+#include "tests/support/child.h"
+#include "tests/support/roles.h"
+#include "tests/support/shm_files.h"
+
+namespace {
+
+using conformance::LogLines;
+using conformance::Worker;
+using test_support::Child;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using vqframework::LockObject;
+
+constexpr const char* kName = "unit_reference";
+constexpr const char* kObject = "unit_reference.lock";
+constexpr const char* kTakenOver =
+    "VQFramework/SharedMemory/VQSharedSyncObject:0 lock 1 lock \"unit_reference\": its holder died; taken over\n";
+
+void lock(const VQSharedSyncObject& sut) VQ_NO_THREAD_SAFETY_ANALYSIS {
+  sut.lock();
+}
+
+void unlock(const VQSharedSyncObject& sut) VQ_NO_THREAD_SAFETY_ANALYSIS {
+  sut.unlock();
+}
+
+// As another process sees it.
+std::uint32_t holderPid() {
+  return test_support::shmWord(kObject, offsetof(LockObject, holderPid)).value();
+}
+
+std::uint32_t contendedAcquisitions() {
+  return test_support::shmWord(kObject, offsetof(LockObject, contendedAcquisitions)).value();
+}
+
+TEST_ROLE(unit_reference_holds_the_lock) {
+  const VQSharedSyncObject object(kName);
+  lock(object);
+  test_support::say("held");
+  test_support::waitForParent();
+  unlock(object);
+  test_support::say("given back");
+  return 0;
+}
+
+class NamedLockTest : public testing::Test {
+ protected:
+  const VQSharedSyncObject sut{kName};
+  const LogLines log;
+};
+
+TEST_F(NamedLockTest, KeepsAnotherProcessOut) {
+  Child other("unit_reference_holds_the_lock");
+  ASSERT_TRUE(other.expect("held"));
+  const Worker waiter([this] {
+    lock(sut);
+    unlock(sut);
+  });
+  EXPECT_TRUE(waiter.isHeldUp());
+  other.release();
+  EXPECT_TRUE(other.expect("given back"));
+  EXPECT_TRUE(waiter.ends());
+  EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(NamedLockTest, IsTakenOverFromAThreadThatEndedWithOneLogLine) {
+  {
+    const Worker holder([this] { lock(sut); });
+  }
+  lock(sut);
+  EXPECT_THAT(log.lines(), ElementsAre(kTakenOver));
+  unlock(sut);
+  lock(sut);
+  EXPECT_THAT(log.lines(), ElementsAre(kTakenOver));
+  unlock(sut);
+}
+
+TEST_F(NamedLockTest, OfAThreadThatEndedNeedsOneUnlockForEachLockOfTheNext) {
+  {
+    const Worker holder([this] {
+      lock(sut);
+      lock(sut);
+    });
+  }
+  lock(sut);
+  unlock(sut);
+  const Worker other([this] {
+    lock(sut);
+    unlock(sut);
+  });
+  EXPECT_TRUE(other.ends());
+}
+
+TEST_F(NamedLockTest, IsTakenOverFromAKilledProcessWithOneLogLine) {
+  Child holder("unit_reference_holds_the_lock");
+  ASSERT_TRUE(holder.expect("held"));
+  holder.kill();
+  lock(sut);
+  EXPECT_THAT(log.lines(), ElementsAre(kTakenOver));
+  unlock(sut);
+}
+
+TEST_F(NamedLockTest, OfAKilledProcessGoesToAWaiterThatSleepsAlready) {
+  Child holder("unit_reference_holds_the_lock");
+  ASSERT_TRUE(holder.expect("held"));
+  const Worker waiter([this] {
+    lock(sut);
+    unlock(sut);
+  });
+  EXPECT_TRUE(waiter.isHeldUp());
+  holder.kill();
+  EXPECT_TRUE(waiter.ends());
+  EXPECT_THAT(log.lines(), ElementsAre(kTakenOver));
+}
+
+TEST_F(NamedLockTest, ShowsWhoHoldsIt) {
+  EXPECT_EQ(holderPid(), 0U);
+  lock(sut);
+  lock(sut);
+  unlock(sut);
+  EXPECT_EQ(holderPid(), static_cast<std::uint32_t>(getpid()));
+  unlock(sut);
+  EXPECT_EQ(holderPid(), 0U);
+}
+
+TEST_F(NamedLockTest, ShowsADeadHolderUntilTheNextComes) {
+  Child holder("unit_reference_holds_the_lock");
+  ASSERT_TRUE(holder.expect("held"));
+  holder.kill();
+  EXPECT_EQ(holderPid(), static_cast<std::uint32_t>(holder.pid()));
+  lock(sut);
+  EXPECT_EQ(holderPid(), static_cast<std::uint32_t>(getpid()));
+  unlock(sut);
+}
+
+TEST_F(NamedLockTest, CountsTheAcquisitionsThatHadToWait) {
+  const std::uint32_t before = contendedAcquisitions();
+  lock(sut);
+  lock(sut);
+  unlock(sut);
+  EXPECT_EQ(contendedAcquisitions(), before);
+  {
+    const Worker waiter([this] {
+      lock(sut);
+      unlock(sut);
+    });
+    EXPECT_TRUE(waiter.isHeldUp());
+    unlock(sut);
+  }
+  EXPECT_EQ(contendedAcquisitions(), before + 1);
+}
+
+TEST_F(NamedLockTest, OfANameThatIsNoFileNameWorksInThisProcessWithOneLogLine) {
+  const VQSharedSyncObject object("no/such/folder");
+  ASSERT_EQ(log.lines().size(), 1U);
+  EXPECT_THAT(log.lines()[0], testing::HasSubstr("lock \"no/such/folder\" cannot be shared with other processes: "
+                                                 "shm_open: "));
+  lock(object);
+  const Worker other([&object] {
+    lock(object);
+    unlock(object);
+  });
+  EXPECT_TRUE(other.isHeldUp());
+  unlock(object);
+}
+
+TEST(NamedLockWithoutAName, SaysNothing) {
+  const LogLines log;
+  const VQSharedSyncObject null(nullptr);
+  const VQSharedSyncObject empty("");
+  EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+}  // namespace

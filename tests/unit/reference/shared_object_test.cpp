@@ -1,0 +1,209 @@
+#include "platform/reference/shared_object.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <pthread.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <string>
+
+#include "VQFramework/SharedMemory/VQSharedMemNotifier.h"
+#include "VQFramework/SharedMemory/VQSharedSyncObject.h"
+#include "platform/reference/message_log_layout.h"
+#include "platform/reference/named_lock.h"
+#include "tests/conformance/log_lines.h"
+#include "tests/support/child.h"
+#include "tests/support/roles.h"
+#include "tests/support/shm_files.h"
+#include "tests/unit/reference/log_access.h"
+
+namespace {
+
+using conformance::LogLines;
+using test_support::Child;
+using test_support::pokeShm;
+using test_support::pokeShmWord;
+using test_support::removeShm;
+using test_support::shmFile;
+using testing::ElementsAre;
+using vqframework::mapObject;
+using vqframework::SharedHeader;
+using vqframework::SharedObjectKind;
+
+constexpr const char* kName = "unit_reference.object";
+constexpr std::size_t kIsReady = offsetof(SharedHeader, isReady);
+
+struct Content {
+  SharedHeader header;
+  unsigned int number;
+  unsigned int changed;
+};
+
+const SharedObjectKind kKind = {0x74736574U, 3, sizeof(Content),
+                                [](void* object) { static_cast<Content*>(object)->number = 7; }};
+
+void makeFile(const std::string& name, off_t size) {
+  const int fd = open(shmFile(name).c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600);
+  EXPECT_EQ(ftruncate(fd, size), 0);
+  close(fd);
+}
+
+class SharedObjectTest : public testing::Test {
+ protected:
+  ~SharedObjectTest() override { removeShm(kName); }
+
+  // The object, or null with the reason in `error`. Stays mapped: the process is short.
+  Content* map() { return static_cast<Content*>(mapObject(kName, kKind, error)); }
+
+  std::string error;
+};
+
+TEST_F(SharedObjectTest, IsMadeWithItsHeaderAndItsContent) {
+  const Content* const sut = map();
+  ASSERT_NE(sut, nullptr);
+  EXPECT_EQ(sut->header.magic, kKind.magic);
+  EXPECT_EQ(sut->header.layoutVersion, 3U);
+  EXPECT_EQ(sut->header.wordSize, sizeof(void*));
+  EXPECT_EQ(sut->header.mutexSize, sizeof(pthread_mutex_t));
+  EXPECT_EQ(sut->header.objectSize, sizeof(Content));
+  EXPECT_EQ(sut->header.isReady, 1U);
+  EXPECT_EQ(sut->number, 7U);
+  EXPECT_EQ(test_support::shmSize(kName), sizeof(Content));
+}
+
+TEST_F(SharedObjectTest, HasMode0664LessTheUmask) {
+  const mode_t before = umask(0027);
+  map();
+  umask(before);
+  EXPECT_EQ(test_support::shmMode(kName), 0640U);
+}
+
+TEST_F(SharedObjectTest, KeepsItsModeWhenAnotherMapsIt) {
+  map();
+  chmod(shmFile(kName).c_str(), 0600);
+  EXPECT_NE(map(), nullptr);
+  EXPECT_EQ(test_support::shmMode(kName), 0600U);
+}
+
+TEST_F(SharedObjectTest, KeepsItsContentWhenAnotherMapsIt) {
+  map()->changed = 5;
+  EXPECT_EQ(map()->changed, 5U);
+}
+
+TEST_F(SharedObjectTest, IsCompletedWhereItsMakerDiedBeforeItHadASize) {
+  makeFile(kName, 0);
+  ASSERT_NE(map(), nullptr);
+  EXPECT_EQ(map()->number, 7U);
+}
+
+TEST_F(SharedObjectTest, IsCompletedWhereItIsTooShort) {
+  makeFile(kName, 10);
+  ASSERT_NE(map(), nullptr);
+  EXPECT_EQ(map()->number, 7U);
+  EXPECT_EQ(test_support::shmSize(kName), sizeof(Content));
+}
+
+TEST_F(SharedObjectTest, IsMadeAnewWhereItsMakerDiedBeforeItWasReady) {
+  map()->changed = 5;
+  pokeShmWord(kName, kIsReady, 0);
+  pokeShmWord(kName, offsetof(SharedHeader, magic), 0);
+  const Content* const sut = map();
+  ASSERT_NE(sut, nullptr);
+  EXPECT_EQ(sut->header.magic, kKind.magic);
+  EXPECT_EQ(sut->changed, 0U);
+}
+
+struct Mismatch {
+  const char* description;
+  std::size_t offset;
+  std::uint32_t word;
+  std::string reason;
+};
+
+class MismatchTest : public SharedObjectTest, public testing::WithParamInterface<Mismatch> {};
+
+TEST_P(MismatchTest, IsRefusedAndLeftAsItIs) {
+  map()->changed = 5;
+  pokeShmWord(kName, GetParam().offset, GetParam().word);
+  EXPECT_EQ(map(), nullptr);
+  EXPECT_EQ(error, GetParam().reason + "; stop every process that uses it and remove /dev/shm/unit_reference.object");
+  EXPECT_EQ(test_support::shmWord(kName, GetParam().offset), GetParam().word);
+  EXPECT_EQ(test_support::shmWord(kName, offsetof(Content, changed)), 5U);
+}
+
+const std::string kOwnBits = std::to_string(sizeof(void*) * 8);
+const std::uint32_t kOtherWord = 12 - sizeof(void*);
+INSTANTIATE_TEST_SUITE_P(Of, MismatchTest,
+                         testing::Values(Mismatch{"AnotherMagic", offsetof(SharedHeader, magic), 1,
+                                                  "it holds something else"},
+                                         Mismatch{"AnotherWordSize", offsetof(SharedHeader, wordSize), kOtherWord,
+                                                  "it was made by a " + std::to_string(kOtherWord * 8) +
+                                                      "-bit process, this one has " + kOwnBits + " bits"},
+                                         Mismatch{"AnotherVersion", offsetof(SharedHeader, layoutVersion), 4,
+                                                  "it has layout version 4, this library needs 3"},
+                                         Mismatch{"AnotherMutexSize", offsetof(SharedHeader, mutexSize), 1,
+                                                  "it was made with another C library or build"},
+                                         Mismatch{"AnotherObjectSize", offsetof(SharedHeader, objectSize), 1,
+                                                  "it was made with another C library or build"}),
+                         [](const auto& tested) { return std::string(tested.param.description); });
+
+TEST_F(SharedObjectTest, ThatCannotBeOpenedGivesTheReason) {
+  EXPECT_EQ(mapObject("no/such/folder", kKind, error), nullptr);
+  EXPECT_THAT(error, testing::StartsWith("shm_open: "));
+}
+
+// A ready object of some other kind.
+void makeForeign(const std::string& name, std::size_t size) {
+  makeFile(name, static_cast<off_t>(size));
+  pokeShmWord(name, kIsReady, 1);
+}
+
+TEST(LockObjectOfAnotherKind, GivesALockOfThisProcessAndOneLogLine) {
+  makeForeign("unit_reference.foreign.lock", sizeof(vqframework::LockObject));
+  {
+    const LogLines log;
+    const VQSharedSyncObject sut("unit_reference.foreign");
+    EXPECT_THAT(log.lines(), ElementsAre("VQFramework/SharedMemory/VQSharedSyncObject:0 VQSharedSyncObject 1 "
+                                         "lock \"unit_reference.foreign\" cannot be shared with other processes: "
+                                         "it holds something else; stop every process that uses it and remove "
+                                         "/dev/shm/unit_reference.foreign.lock\n"));
+  }
+  removeShm("unit_reference.foreign.lock");
+}
+
+TEST_ROLE(unit_reference_posts_three_times) {
+  VQSharedMemNotifier notifier(false);
+  conformance::Recorder recorder;
+  test_support::say(log_access::add(notifier, recorder, {log_access::kA}) ? "added" : "refused");
+  for (int i = 0; i < 3; ++i) {
+    test_support::say(log_access::notify(notifier, log_access::kA) ? "posted" : "refused");
+  }
+  return 0;
+}
+
+TEST(LogObjectOfAnotherKind, RefusesObserversAndMessagesWithOneLogLine) {
+  const log_access::LogOutOfTheWay fresh;
+  makeForeign(vqframework::kMessageLogName, sizeof(vqframework::MessageLogObject));
+  Child process("unit_reference_posts_three_times");
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_TRUE(process.expect("refused"));
+  }
+  EXPECT_EQ(process.finish(), 0);
+  EXPECT_EQ(process.countInLog(
+                "notifications are off, the log cannot be shared with other processes: it holds something else; stop "
+                "every process that uses it and remove /dev/shm/VQSharedMemNotifier.log\n"),
+            1U);
+}
+
+TEST(LogObject, IsMadeByWhoeverComesFirst) {
+  const log_access::LogOutOfTheWay fresh;
+  Child process("unit_reference_posts_three_times");
+  EXPECT_TRUE(process.expect("added"));
+  EXPECT_TRUE(process.expect("posted"));
+  EXPECT_EQ(process.finish(), 0);
+  EXPECT_EQ(test_support::shmSize(vqframework::kMessageLogName), sizeof(vqframework::MessageLogObject));
+}
+
+}  // namespace
