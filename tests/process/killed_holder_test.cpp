@@ -61,11 +61,11 @@ TEST_P(KilledHolder, gives_the_lock_to_the_next_locker_who_tells_so_once) {
 }
 
 TEST_P(KilledHolder, leaves_a_lock_that_excludes_as_before) {
-  Child rival("endpoint", {GetParam().name});
-  expectReady(rival);
   holder_->kill();
   ASSERT_EQ(next_->ask("lock"), "ok");
   ASSERT_EQ(next_->ask("unlock"), "ok");
+  Child rival("endpoint", {GetParam().name});
+  expectReady(rival);
 
   ASSERT_EQ(next_->ask("lock"), "ok");
   rival.tell("wait");

@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <fstream>
 
 #include "tests/support/roles.h"
 
@@ -194,6 +195,13 @@ unsigned int Child::countInLog(const std::string& text) const {
 
 bool Child::waitForLog(const std::string& text, double seconds) const {
   return waitUntil([&] { return countInLog(text) != 0; }, seconds);
+}
+
+bool Child::isAsleep() const {
+  std::ifstream file("/proc/" + std::to_string(pid_) + "/stat");
+  std::string line;
+  std::getline(file, line);
+  return line.find(") S ") != std::string::npos;
 }
 
 void Child::signal(int number) const {

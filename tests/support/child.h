@@ -50,6 +50,9 @@ class Child {
   unsigned int countInLog(const std::string& text) const;
   [[nodiscard]] bool waitForLog(const std::string& text, double seconds = kDeadline) const;
 
+  // Whether its main thread sleeps now. After a line that it says just before it takes a lock: whether it waits there.
+  bool isAsleep() const;
+
   void signal(int number) const;
   // Returns when the child is stopped, so that it does nothing any more.
   void stop() const;
