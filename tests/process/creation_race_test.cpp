@@ -67,7 +67,7 @@ std::string race(const char* name) {
 }
 
 TEST_ROLE(racer) {
-  const std::string name = args.at(0);
+  const std::string& name = args.at(0);
   if (name == kStatusSegment.name) {
     test_support::say(race<iosapp_def_::ConnectStatusNotify>(name.c_str()));
   } else if (name == kAppInfoSegment.name) {

@@ -67,7 +67,7 @@ int runEndpoint(Arguments... arguments) {
 }
 
 TEST_ROLE(endpoint) {
-  const std::string name = args.at(0);
+  const std::string& name = args.at(0);
   if (name == kStatusSegment.name) {
     return runEndpoint<iOSAppCommonLocalMem_ConnectStatus>();
   }

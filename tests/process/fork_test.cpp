@@ -1,4 +1,6 @@
 // A process that has the channel open forks. The child may exit or exec, and must leave its parent's things alone.
+#include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -32,6 +34,7 @@ class ForkedChild {
     }
     pid_ = fork();
     if (pid_ == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
       close(pipe_[1]);
       char byte = 0;
       while (read(pipe_[0], &byte, 1) > 0) {
@@ -125,7 +128,9 @@ TEST_ROLE(forker) VQ_NO_THREAD_SAFETY_ANALYSIS {
 // A forked child has no delivery thread, so what that thread's stack refers to looks leaked when the child exits.
 class WithoutLeakCheck {
  public:
-  WithoutLeakCheck() : before_(getenv(kName) != nullptr ? getenv(kName) : "") {
+  WithoutLeakCheck() {
+    const char* const options = getenv(kName);
+    before_ = options != nullptr ? options : "";
     setenv(kName, (before_ + ":detect_leaks=0").c_str(), 1);
   }
   ~WithoutLeakCheck() { setenv(kName, before_.c_str(), 1); }
@@ -134,7 +139,7 @@ class WithoutLeakCheck {
 
  private:
   static constexpr const char* kName = "ASAN_OPTIONS";
-  const std::string before_;
+  std::string before_;
 };
 
 class Fork : public ChannelTest {

@@ -37,6 +37,7 @@ Child::Child(const std::string& role, const std::vector<std::string>& args) : na
   int input[2] = {-1, -1};
   int output[2] = {-1, -1};
   log_ = memfd_create("log", MFD_CLOEXEC);
+  fcntl(log_, F_SETFL, O_APPEND);  // several threads of the child write it
   if (log_ == -1 || pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) {
     ADD_FAILURE() << "no pipes for role " << role << ": " << strerror(errno);
     return;
@@ -57,6 +58,7 @@ Child::Child(const std::string& role, const std::vector<std::string>& args) : na
 
 void Child::becomeRole(const std::vector<std::string>& arguments, int input, int output, pid_t parent) const {
   std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments) {
     argv.push_back(const_cast<char*>(argument.c_str()));  // execv leaves them as they are
   }

@@ -137,7 +137,7 @@ void expectFull(const iOSLinkAppInfo& info) {
 
 TEST(ValueRecords, ALinkAppInfoIsCopiedAndAssignedFieldByField) {
   const iOSLinkAppInfo source = fullInfo();
-  const iOSLinkAppInfo copied(source);
+  const iOSLinkAppInfo copied(source);  // NOLINT(performance-unnecessary-copy-initialization): the copy is the test
   iOSLinkAppInfo assigned;
   assigned = source;
   expectFull(copied);
