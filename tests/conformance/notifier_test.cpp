@@ -21,7 +21,6 @@ using conformance::LogLines;
 using conformance::Recorder;
 using conformance::Worker;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 constexpr unsigned int kA = 0x7C000001U;

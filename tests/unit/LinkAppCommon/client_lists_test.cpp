@@ -7,7 +7,6 @@
 namespace {
 
 using testing::Each;
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 class ClientLists : public ChannelTest {

@@ -8,7 +8,6 @@
 namespace {
 
 using iosapp_def_::ConnectStatusNotify;
-using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

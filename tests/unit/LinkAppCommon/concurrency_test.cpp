@@ -15,7 +15,6 @@
 namespace {
 
 using testing::Each;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 using Concurrency = ChannelTest;

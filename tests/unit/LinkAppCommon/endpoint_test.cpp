@@ -179,7 +179,7 @@ class StatusSender : public ChannelTest {
     EXPECT_EQ(message.notifyType, 5U);
     EXPECT_EQ(message.deviceId, 0x01020304U);
     const std::string field(message.playbackAppName, 256);
-    const std::string text = field.substr(0, field.find('\0'));
+    std::string text = field.substr(0, field.find('\0'));
     EXPECT_THAT(field.substr(text.size()), Each('\0'));
     ConnectStatusNotify rest = message;
     std::memset(rest.playbackAppName, 0, 256);

@@ -61,44 +61,44 @@ int LibcFaults::shmOpenError(const char* name, int flags, unsigned int mode) {
   return failingError_ != 0 && failingName_ == name ? failingError_ : nextError(Call::shmOpen);
 }
 
-extern "C" int shm_open(const char* name, int flags, mode_t mode) {
+// The parameters of these carry the names of the C library's declarations.
+extern "C" int shm_open(const char* name, int oflag, mode_t mode) {
   LibcFaults* const faults = active.load();
-  const int error = faults == nullptr ? 0 : faults->shmOpenError(name, flags, mode);
+  const int error = faults == nullptr ? 0 : faults->shmOpenError(name, oflag, mode);
   if (error != 0) {
     errno = error;
     return -1;
   }
   static auto* const next = nextInLine<int(const char*, int, mode_t)>("shm_open");
-  return next(name, flags, mode);
+  return next(name, oflag, mode);
 }
 
-extern "C" int ftruncate(int descriptor, off_t size) noexcept {
+extern "C" int ftruncate(int fd, off_t length) noexcept {
   const int error = errorOf(LibcFaults::Call::ftruncate);
   if (error != 0) {
     errno = error;
     return -1;
   }
   static auto* const next = nextInLine<int(int, off_t)>("ftruncate");
-  return next(descriptor, size);
+  return next(fd, length);
 }
 
 // Answers with the error itself and leaves errno alone.
-extern "C" int posix_fallocate(int descriptor, off_t offset, off_t size) {
+extern "C" int posix_fallocate(int fd, off_t offset, off_t len) {
   const int error = errorOf(LibcFaults::Call::fallocate);
   if (error != 0) {
     return error;
   }
   static auto* const next = nextInLine<int(int, off_t, off_t)>("posix_fallocate");
-  return next(descriptor, offset, size);
+  return next(fd, offset, len);
 }
 
-extern "C" void* mmap(void* address, std::size_t size, int protection, int flags, int descriptor,
-                      off_t offset) noexcept {
+extern "C" void* mmap(void* addr, std::size_t len, int prot, int flags, int fd, off_t offset) noexcept {
   const int error = (flags & MAP_SHARED) != 0 ? errorOf(LibcFaults::Call::mmap) : 0;
   if (error != 0) {
     errno = error;
     return MAP_FAILED;
   }
   static auto* const next = nextInLine<void*(void*, std::size_t, int, int, int, off_t)>("mmap");
-  return next(address, size, protection, flags, descriptor, offset);
+  return next(addr, len, prot, flags, fd, offset);
 }

@@ -30,7 +30,6 @@ using log_access::SteppedPoster;
 using test_support::Child;
 using test_support::kSlowness;
 using test_support::waitUntil;
-using testing::ElementsAre;
 using vqframework::IdentifierCount;
 using vqframework::Message;
 using vqframework::MessageLog;

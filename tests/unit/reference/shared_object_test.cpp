@@ -23,7 +23,6 @@ namespace {
 
 using conformance::LogLines;
 using test_support::Child;
-using test_support::pokeShm;
 using test_support::pokeShmWord;
 using test_support::removeShm;
 using test_support::shmFile;
@@ -51,9 +50,10 @@ void makeFile(const std::string& name, off_t size) {
 }
 
 class SharedObjectTest : public testing::Test {
- protected:
+ public:
   ~SharedObjectTest() override { removeShm(kName); }
 
+ protected:
   // The object, or null with the reason in `error`. Stays mapped: the process is short.
   Content* map() { return static_cast<Content*>(mapObject(kName, kKind, error)); }
 
