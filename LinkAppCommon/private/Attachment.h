@@ -3,9 +3,9 @@
 // No lock is held while it attaches and detaches, since detaching may wait for a callback that changes the wish again.
 #pragma once
 
-#include <mutex>
-
 #include "VQFramework/Observer/VQSubject.h"
+#include "VQFramework/Sync/VQSync.h"
+#include "VQFramework/Sync/VQSyncGuard.h"
 
 class LinkAppAttachment {
  public:
@@ -14,29 +14,43 @@ class LinkAppAttachment {
   // To be called after every change of what `isWanted` returns. Where another thread is at it, that one sees to it.
   template <class IsWanted>
   void follow(const IsWanted& isWanted) {
-    std::unique_lock<std::mutex> guard(mutex_);
-    if (isBusy_) {
+    if (!begin()) {
       return;
     }
-    isBusy_ = true;
-    while (isWanted() != isAttached_) {
-      isAttached_ = !isAttached_;
-      const bool attach = isAttached_;
-      guard.unlock();
-      if (attach) {
+    for (Step step = next(isWanted); step != Step::none; step = next(isWanted)) {
+      if (step == Step::attach) {
         subject_.AddObserver(&observer_);
       } else {
         subject_.RemoveObserver(&observer_);
       }
-      guard.lock();
     }
-    isBusy_ = false;
   }
 
  private:
+  enum class Step { none, attach, detach };
+
+  bool begin() {
+    VQSyncGuard guard(lock_);
+    const bool isFirst = !isBusy_;
+    isBusy_ = true;
+    return isFirst;
+  }
+
+  // Asked under the lock: a change that comes after the last answer finds nobody busy and begins anew.
+  template <class IsWanted>
+  Step next(const IsWanted& isWanted) {
+    VQSyncGuard guard(lock_);
+    if (isWanted() == isAttached_) {
+      isBusy_ = false;
+      return Step::none;
+    }
+    isAttached_ = !isAttached_;
+    return isAttached_ ? Step::attach : Step::detach;
+  }
+
   VQSubject& subject_;
   VQObserver_& observer_;
-  std::mutex mutex_;
-  bool isAttached_ = false;
-  bool isBusy_ = false;
+  VQSync lock_;
+  bool isAttached_ VQ_GUARDED_BY(lock_) = false;
+  bool isBusy_ VQ_GUARDED_BY(lock_) = false;
 };

@@ -1,13 +1,14 @@
 // LinkAppListenerSlot: the one listener of an object, or none.
 //
-// Threads: any. No lock is held while the listener is called or waited for.
+// Threads: any. No lock is held while the listener is called or waited for, nor while a gate is made.
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <utility>
 
 #include "ListenerGate.h"
+#include "VQFramework/Sync/VQSync.h"
+#include "VQFramework/Sync/VQSyncGuard.h"
 
 template <class Listener>
 class LinkAppListenerSlot {
@@ -15,14 +16,14 @@ class LinkAppListenerSlot {
   // Puts `listener`, which may be null, in the place of the former one. When it returns, no call of a former listener
   // that is another is running, except one that the caller is inside of.
   void set(Listener* listener) {
-    std::shared_ptr<ListenerGate> former;
+    std::shared_ptr<ListenerGate> former = listener != nullptr ? std::make_shared<ListenerGate>() : nullptr;
     {
-      const std::lock_guard<std::mutex> guard(mutex_);
+      VQSyncGuard guard(lock_);
       if (listener == listener_) {
         return;
       }
       listener_ = listener;
-      former = std::exchange(gate_, listener != nullptr ? std::make_shared<ListenerGate>() : nullptr);
+      std::swap(gate_, former);
     }
     if (former != nullptr) {
       former->close();
@@ -33,7 +34,7 @@ class LinkAppListenerSlot {
   bool clear(const Listener* listener) {
     std::shared_ptr<ListenerGate> former;
     {
-      const std::lock_guard<std::mutex> guard(mutex_);
+      VQSyncGuard guard(lock_);
       if (listener == nullptr || listener != listener_) {
         return false;
       }
@@ -45,7 +46,7 @@ class LinkAppListenerSlot {
   }
 
   bool holds(const Listener* listener) {
-    const std::lock_guard<std::mutex> guard(mutex_);
+    VQSyncGuard guard(lock_);
     return listener != nullptr && listener == listener_;
   }
 
@@ -60,11 +61,11 @@ class LinkAppListenerSlot {
 
  private:
   std::pair<Listener*, std::shared_ptr<ListenerGate>> copy() {
-    const std::lock_guard<std::mutex> guard(mutex_);
+    VQSyncGuard guard(lock_);
     return {listener_, gate_};
   }
 
-  std::mutex mutex_;
-  Listener* listener_ = nullptr;
-  std::shared_ptr<ListenerGate> gate_;  // null while the slot is empty
+  VQSync lock_;
+  Listener* listener_ VQ_GUARDED_BY(lock_) = nullptr;
+  std::shared_ptr<ListenerGate> gate_ VQ_GUARDED_BY(lock_);  // null while the slot is empty
 };

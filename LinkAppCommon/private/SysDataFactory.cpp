@@ -1,6 +1,7 @@
 #include "SysDataFactory.h"
 
 #include "VQFramework/Settings/SaveFileAccessFactory.h"
+#include "VQFramework/Sync/VQSyncGuard.h"
 
 template class VQSingleton<SysDataFactory>;
 template class VQSingleton<SysDataBtSetting>;
@@ -13,7 +14,7 @@ constexpr unsigned int kNoLinkAppDevice = 255;
 }  // namespace
 
 std::shared_ptr<SaveFileAccessMetaText> SysDataFactory::getBtSettingFile() {
-  const std::lock_guard<std::mutex> guard(mutex_);
+  VQSyncGuard guard(lock_);
   if (btSettingFile_ == nullptr) {
     btSettingFile_.reset(VQSingleton<SaveFileAccessFactory>::getInstance()->CreateMetaText("BtSetting.ini", "a+"));
   }

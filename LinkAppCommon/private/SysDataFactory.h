@@ -4,11 +4,11 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 
 #include "LinkAppCommon/LinkAppExport.h"
 #include "VQFramework/Settings/SaveFileAccessMetaText.h"
 #include "VQFramework/Singleton/VQSingleton.h"
+#include "VQFramework/Sync/VQSync.h"
 
 class LINKAPP_API SysDataFactory : public VQSingleton<SysDataFactory> {
  public:
@@ -17,8 +17,8 @@ class LINKAPP_API SysDataFactory : public VQSingleton<SysDataFactory> {
   std::shared_ptr<SaveFileAccessMetaText> getBtSettingFile();
 
  private:
-  std::mutex mutex_;
-  std::shared_ptr<SaveFileAccessMetaText> btSettingFile_;
+  VQSync lock_;
+  std::shared_ptr<SaveFileAccessMetaText> btSettingFile_ VQ_GUARDED_BY(lock_);
 };
 
 // Access to single settings of that file, by their names.

@@ -4,6 +4,7 @@
 #include "LinkAppCommon/VQSLinkAppOperator.h"
 #include "ListenerSet.h"
 #include "OperatorLog.h"
+#include "VQFramework/Sync/VQSyncGuard.h"
 
 using VQSBtAppsNtf::SppDataSendResult;
 using VQSBtAppsNtf::SppReceivedData;
@@ -168,19 +169,19 @@ bool VQSLinkAppOperator::unregisterOwnUuid() {
 }
 
 void VQSLinkAppOperator::useLink(Link link) {
-  const std::lock_guard<std::mutex> guard(linkLock);
+  VQSyncGuard guard(linkLock);
   currentDevice = link.device;
   currentIsIos = link.isIos;
 }
 
 VQSLinkAppOperator::Link VQSLinkAppOperator::linkInUse() {
-  const std::lock_guard<std::mutex> guard(linkLock);
+  VQSyncGuard guard(linkLock);
   return {currentDevice, currentIsIos};
 }
 
 // An iOS link in use outlives the end of an SPP link.
 void VQSLinkAppOperator::forgetSppLink() {
-  const std::lock_guard<std::mutex> guard(linkLock);
+  VQSyncGuard guard(linkLock);
   if (!currentIsIos) {
     currentDevice = kNoDevice;
   }

@@ -12,7 +12,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <string>
 
 #include "LinkAppCommon/LinkAppExport.h"
@@ -21,6 +20,7 @@
 #include "LinkAppCommon/VQSLinkAppDeviceStatus.h"
 #include "VQBluetooth/VQSBtApps.h"
 #include "VQFramework/Observer/VQObserver.h"
+#include "VQFramework/Sync/VQSync.h"
 
 class LINKAPP_API VQSLinkAppOperator : public VQSILinkAppSenderReceiver, public LinkAppiOSWrapperListener {
  public:
@@ -110,9 +110,9 @@ class LINKAPP_API VQSLinkAppOperator : public VQSILinkAppSenderReceiver, public 
   std::string iosAppName;
   std::string iAP1Name;
   std::string launchString;
-  std::uint8_t currentDevice;  // 255 = none
-  bool currentIsIos;
-  std::mutex linkLock;  // guards the two before it; a leaf
+  std::uint8_t currentDevice VQ_GUARDED_BY(linkLock);  // 255 = none
+  bool currentIsIos VQ_GUARDED_BY(linkLock);
+  VQSync linkLock;  // a leaf
 };
 
 // Diagnostics of this class; 0 in every normal build.
