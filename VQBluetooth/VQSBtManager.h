@@ -17,12 +17,12 @@ class VQ_BLUETOOTH_API VQSBtManager : public VQSubject {
   // hands-free link. They come later, from the library's thread. Without Bluetooth there is nothing to tell.
   bool AddObserver(VQObserver_* observer);
 
+  ~VQSBtManager() override;  // nobody calls it
   VQSBtManager(const VQSBtManager&) = delete;
   VQSBtManager& operator=(const VQSBtManager&) = delete;
 
  private:
   VQSBtManager();
-  ~VQSBtManager() override;
 
   struct State;
   State* const state_;
