@@ -1,158 +1,130 @@
-// One head-unit application: it registers its app, launches it on the phone and exchanges messages with it.
-#include <algorithm>
+// One head-unit application: it launches its app on the phone, exchanges messages with it, and follows the phone's
+// hands-free link and the app that plays.
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "LinkAppCommon/iOSAppCommonClient.h"
-#include "VQFramework/Observer/VQObserver.h"
+#include "LinkAppCommon/LinkAppHfpWrapper.h"
+#include "LinkAppCommon/LinkAppiOSPlaybackInfo.h"
+#include "LinkAppCommon/VQSLinkAppOperator.h"
 #include "demo/demo.h"
 #include "demo/line_channel.h"
-#include "demo/pattern.h"
+#include "demo/tally.h"
 
 namespace demo {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-constexpr unsigned int kDeviceId = 1;
-constexpr unsigned int kDeviceInfo = 0;
-constexpr unsigned int kSendResult = 1;
-constexpr unsigned int kData = 2;
-constexpr unsigned int kPlaybackApp = 3;
+constexpr unsigned char kDeviceId = 1;
+constexpr std::int32_t kTypeIos = 1;  // of a DeviceInfo
 
 // Shorter than the director's patience with a step: what is missing is counted before it gives up.
 constexpr std::chrono::seconds kPatience{20};
 
-class Application {
+// Without a UUID for phones that come over Bluetooth SPP it is an operator for iOS alone.
+std::unique_ptr<VQSLinkAppOperator> makeOperator(const std::string& name, const std::string& iAP1Name,
+                                                 const std::string& sppUuid) {
+  const std::string launchString = "com.example." + name;
+  return sppUuid.empty() ? std::make_unique<VQSLinkAppOperator>(name, iAP1Name, launchString)
+                         : std::make_unique<VQSLinkAppOperator>(sppUuid, name, iAP1Name, launchString);
+}
+
+class Application final : public VQSLinkAppDeviceStatusListener,
+                          public VQSILinkAppSenderReceiverListener,
+                          public LinkAppHfpWrapperListener,
+                          public LinkAppiOSPlaybackInfoListener {
  public:
-  Application(const std::string& iAP1Name, const std::string& name)
-      : name_(name), client_(iAP1Name, name, "com.example." + name), observer_(this, &Application::onClient) {
-    client_.AddObserver(&observer_);
+  // Everything that opens the channel is made here, before there is traffic: it sets the rings back.
+  Application(const std::string& name, const std::string& iAP1Name, const std::string& sppUuid)
+      : tally_(name), operator_(makeOperator(name, iAP1Name, sppUuid)) {
+    operator_->setListener(this);
+    operator_->setStatusListener(this);
+    handsFree_.setListener(this);
+    playback_.setListener(this);
+    if (!sppUuid.empty()) {
+      const bool isAccepted = operator_->registerStandby();
+      report("spp", std::string("registerStandby for Bluetooth SPP: ") +
+                        (isAccepted ? "phones may connect" : "refused; the iOS side works all the same"));
+    }
   }
-  ~Application() { client_.RemoveObserver(&observer_); }
+  ~Application() override {
+    playback_.removeListener(this);
+    handsFree_.removeListener(this);
+    operator_->removeStatusListener(this);
+    operator_->removeListener(this);
+  }
   Application(const Application&) = delete;
   Application& operator=(const Application&) = delete;
 
   void launch() {
-    if (client_.launch(kDeviceId, iosapp_def_::APPLAUNCH_WITHOUT_ALERT) == 0) {
+    if (!operator_->requestiOSLaunch(kDeviceId, VQSLinkAppOperator::IOSAPPLAUNCHMETHOD_WITHOUT_ALERT)) {
       report("problem", "launch was refused");
     }
   }
 
-  // Starts counting anew, with message 0.
-  void begin() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    sent_ = results_ = echoed_ = corrupted_ = 0;
-    sendTimes_.clear();
-    roundTrips_.clear();
-  }
+  void begin() { tally_.begin(); }
 
   // Sends the next `count` messages and waits until each has its result and its echo.
   void sendRound(unsigned int count) {
     for (unsigned int i = 0; i < count; ++i) {
-      const unsigned int number = noteSent();
-      const std::vector<std::uint8_t> message = makeMessage(name_, number);
-      if (client_.sendDataFromHU(message.data(), static_cast<unsigned int>(message.size())) == 0) {
-        report("problem", "message " + std::to_string(number) + " was refused");
+      const std::vector<std::uint8_t> message = tally_.nextMessage();
+      if (!operator_->requestMsgSend(message.data(), static_cast<unsigned int>(message.size()))) {
+        report("problem", "a message was refused");
       }
     }
-    report("round", waitForAll() ? "done" : "short");
+    report("round", tally_.waitForAll(kPatience) ? "done" : "short");
   }
 
   void reportTotal() {
-    std::unique_lock<std::mutex> lock(mutex_);
-    std::sort(roundTrips_.begin(), roundTrips_.end());
-    const std::string total = std::to_string(sent_) + " " + std::to_string(echoed_) + " " + std::to_string(corrupted_) +
-                              " " + std::to_string(percentile(50)) + " " + std::to_string(percentile(99));
-    lock.unlock();
-    report("total", total);
+    report("callbacks", tally_.callbacks());
+    report("total", tally_.total());
   }
 
-  unsigned int onClient(unsigned int id, void* data, unsigned int size) {
-    if (data == nullptr || size == 0) {
-      return 0;
+  // What the facade calls, here all on the channel's delivery thread.
+
+  void onDeviceStatus(LinkAppCommon::ConnectionInfo::DeviceInfo device) override {
+    if (device.deviceType != kTypeIos) {
+      report("spp", "onDeviceStatus: SPP phone " + std::to_string(device.deviceId));
+      return;
     }
-    switch (id) {
-      case kDeviceInfo:
-        onDevice(*static_cast<const iOSAppCommonClient::DeviceInfo*>(data));
+    const std::string phone = "onDeviceStatus: iPhone " + std::to_string(device.deviceId) + " over USB ";
+    switch (device.usb.status) {
+      case 2:
+        report("session-open", phone + "has the session of \"" + device.usb.appName + "\" open");
         break;
-      case kSendResult:
-        onResult(*static_cast<const iosapp_def_::SendResultInfo*>(data));
-        break;
-      case kData:
-        onEcho(*static_cast<const iosapp_def_::CommData*>(data));
-        break;
-      case kPlaybackApp:
-        report("now-playing",
-               "phone plays with \"" + static_cast<const iosapp_def_::PlaybackAppInfo*>(data)->appName + "\"");
+      case 1:
+        report("connected", phone + "is connected");
         break;
       default:
+        report("disconnected", phone + "is gone");
         break;
     }
-    return 0;
+  }
+
+  void onSendResult(unsigned int failed) override {
+    if (failed != 0) {
+      report("problem", "onSendResult: a message was not delivered");
+    }
+    tally_.noteResult(failed == 0);
+  }
+
+  void onReceivedMsg(const unsigned char* data, unsigned int size) override { tally_.noteEcho(data, size); }
+
+  void onHfpStatus(HfpStatus status) override {
+    report("hands-free", "onHfpStatus: iPhone " + std::to_string(status.deviceId) + " has its hands-free link " +
+                             (status.connected ? "up" : "down"));
+  }
+
+  void onPlaybackAppInfo(iosapp_def_::PlaybackAppInfo info) override {
+    report("now-playing",
+           "onPlaybackAppInfo: iPhone " + std::to_string(info.deviceId) + " plays with \"" + info.appName + "\"");
   }
 
  private:
-  void onDevice(const iOSAppCommonClient::DeviceInfo& info) {
-    static const char* const kWords[] = {"disconnected", "connected", "session-open"};
-    static const char* const kTexts[] = {"device is gone", "device is connected", "own session is open"};
-    const unsigned int status = std::min<unsigned int>(info.usbStatus, 2);
-    report(kWords[status], std::string(kTexts[status]) + ", hands-free " + (info.hfpConnected != 0 ? "up" : "down"));
-  }
-
-  void onResult(const iosapp_def_::SendResultInfo& info) {
-    if (info.result != iosapp_def_::SENDRESULT_SUCCESS) {
-      report("problem", "a message was not delivered");
-    }
-    const std::lock_guard<std::mutex> lock(mutex_);
-    ++results_;
-    changed_.notify_one();
-  }
-
-  // Echoes come in the order in which the messages were sent.
-  void onEcho(const iosapp_def_::CommData& data) {
-    const Clock::time_point now = Clock::now();
-    const std::lock_guard<std::mutex> lock(mutex_);
-    const std::vector<std::uint8_t> expected = makeMessage(name_, echoed_);
-    const bool isSame = data.size == expected.size() && std::equal(expected.begin(), expected.end(), data.data);
-    corrupted_ += isSame ? 0 : 1;
-    if (echoed_ < sendTimes_.size()) {
-      roundTrips_.push_back(std::chrono::duration<double, std::micro>(now - sendTimes_[echoed_]).count());
-    }
-    ++echoed_;
-    changed_.notify_one();
-  }
-
-  // The number of the message that is sent now.
-  unsigned int noteSent() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    sendTimes_.push_back(Clock::now());
-    return sent_++;
-  }
-
-  bool waitForAll() {
-    std::unique_lock<std::mutex> lock(mutex_);
-    return changed_.wait_for(lock, kPatience, [this] { return results_ >= sent_ && echoed_ >= sent_; });
-  }
-
-  double percentile(unsigned int percent) const {
-    return roundTrips_.empty() ? 0.0 : roundTrips_[(roundTrips_.size() - 1) * percent / 100];
-  }
-
-  const std::string name_;
-  std::mutex mutex_;  // guards what follows
-  std::condition_variable changed_;
-  unsigned int sent_ = 0;
-  unsigned int results_ = 0;
-  unsigned int echoed_ = 0;
-  unsigned int corrupted_ = 0;
-  std::vector<Clock::time_point> sendTimes_;
-  std::vector<double> roundTrips_;  // microseconds
-  iOSAppCommonClient client_;
-  VQObserver<Application> observer_;
+  Tally tally_;
+  const std::unique_ptr<VQSLinkAppOperator> operator_;
+  LinkAppHfpWrapper handsFree_;
+  LinkAppiOSPlaybackInfo playback_;
 };
 
 void obey(Application& application, const Command& command) {
@@ -172,10 +144,10 @@ void obey(Application& application, const Command& command) {
 }  // namespace
 
 int runApplication(const std::vector<std::string>& arguments) {
-  if (arguments.size() != 2) {
+  if (arguments.size() != 3) {
     return 2;
   }
-  Application application(arguments[0], arguments[1]);
+  Application application(arguments[0], arguments[1], arguments[2]);
   report("ready", "application is there");
   for (Command command = nextCommand(); command.word != "quit"; command = nextCommand()) {
     obey(application, command);

@@ -1,10 +1,12 @@
 #include "demo/demo.h"
 
 #include <cstdio>
+#include <system_error>
 
 #include "demo/director.h"
 #include "demo/interrupt.h"
 #include "demo/options.h"
+#include "demo/private_settings.h"
 #include "demo/private_shm.h"
 #include "demo/report.h"
 
@@ -45,6 +47,7 @@ class ShmPlace {
 
 int runIn(const Options& options, const Timeline& timeline) {
   try {
+    const PrivateSettings settings;
     const Summary summary = Director(options.messages, timeline).run();
     if (options.isJson) {
       printJson(summary);
@@ -55,6 +58,9 @@ int runIn(const Options& options, const Timeline& timeline) {
   } catch (const Interrupted&) {
     timeline.say("demo", "interrupted");
     return 128 + interruptSeen();
+  } catch (const std::system_error& error) {
+    fprintf(stderr, "linkapp demo: %s\n", error.what());
+    return 1;
   }
 }
 

@@ -25,6 +25,9 @@ constexpr unsigned int kMessagesPerRound = 8;
 constexpr std::chrono::seconds kStepPatience{30};
 constexpr int kListenMs = 1000;
 
+// The service by which phones with Bluetooth SPP would find the application that is open to both kinds.
+constexpr const char* kMusicSppUuid = "85d24e4b-f7b4-462f-9bfd-0345ebd35ff6";
+
 Exchange parseExchange(const std::string& app, const std::string& text) {
   Exchange exchange;
   exchange.app = app;
@@ -69,8 +72,8 @@ void Director::tellTheStory() {
 void Director::startEverybody() {
   timeline_.say("demo", "starting a device side and two head-unit applications");
   add("device side", {kDeviceSideRole});
-  add("navi", {kApplicationRole, "", "navi"});
-  add("music", {kApplicationRole, "music1", "music"});
+  add("navi", {kApplicationRole, "navi", "", ""});
+  add("music", {kApplicationRole, "music", "music1", kMusicSppUuid});
   for (Process& process : processes_) {
     await(process, "ready");
   }
@@ -103,7 +106,7 @@ void Director::showPlayingAppAndHandsFree() {
   for (const std::string state : {"up", "down"}) {
     device().child->tell("hands-free " + state);
     for (Process* app : apps()) {
-      await(*app, "session-open", "hands-free " + state);  // it comes with the state of the device
+      await(*app, "hands-free", state);
     }
   }
 }
