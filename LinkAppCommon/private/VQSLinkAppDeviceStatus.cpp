@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "AppleVendor.h"
+#include "BtAppsAttachment.h"
 #include "ListenerSlot.h"
 #include "LogTags.h"
 
@@ -72,17 +73,16 @@ VQSLinkAppDeviceStatus::VQSLinkAppDeviceStatus(LinkAppiOSWrapper* iosWrapper, st
       btObserver(new VQObserver<VQSLinkAppDeviceStatus>(this, &VQSLinkAppDeviceStatus::onBtAppsUpdate)),
       unused(new Unused),
       lastSppInfo(new SppInformation),
-      lastConnectionState(new SppConnectionState) {
+      lastConnectionState(new SppConnectionState),
+      btAttachment(new LinkAppAttachment(*btApps, *btObserver)) {
   if (kLogTags.choose(name)) {
     stsLog_ = 1;
   }
 }
 
 VQSLinkAppDeviceStatus::~VQSLinkAppDeviceStatus() {
-  // At exit the SPP service may be gone before this object.
-  if (btObserverAdded.exchange(false) && VQSingleton<VQSBtApps>::peekInstance() == btApps) {
-    btApps->RemoveObserver(btObserver);
-  }
+  btObserverAdded = false;
+  leave(btApps, btObserver);
   delete btObserver;
   delete lastSppInfo;
   delete lastConnectionState;
@@ -90,24 +90,23 @@ VQSLinkAppDeviceStatus::~VQSLinkAppDeviceStatus() {
   wrapper = nullptr;
   btApps = nullptr;
   delete listener;
+  delete btAttachment;
 }
 
 bool VQSLinkAppDeviceStatus::setListener(VQSLinkAppDeviceStatusListener* newListener) {
   if (wrapper != nullptr) {
     wrapper->setListener(this);
   }
-  if (!btObserverAdded.exchange(true)) {
-    btApps->AddObserver(btObserver);
-  }
+  btObserverAdded = true;
+  followWish(btApps, *btAttachment, btObserverAdded);
   listener->set(newListener);
   getBtDeviceInfo();
   return true;
 }
 
 bool VQSLinkAppDeviceStatus::removeListener(VQSLinkAppDeviceStatusListener* oldListener) {
-  if (btObserverAdded.exchange(false)) {
-    btApps->RemoveObserver(btObserver);
-  }
+  btObserverAdded = false;
+  followWish(btApps, *btAttachment, btObserverAdded);
   if (wrapper != nullptr) {
     wrapper->removeListener(this);
   }
@@ -144,25 +143,28 @@ void VQSLinkAppDeviceStatus::analyzeBtAppsConnectionState(void* record) {
   DeviceInfo info = makeSppDeviceInfo();
   info.btSpp.uuid = notice.uuid;
 
-  // Compared with the last notice of any device: a notice that repeats it is no news.
-  const bool isRepeated = notice.state == lastConnectionState->state && notice.uuid == lastConnectionState->uuid;
-  const std::vector<SppInformationImpl> entries = lastSppInfo->devices;  // a callback may bring the next list
-  const std::uint8_t count = countOf(entries);
+  // List and last notice are read anew in every round: a callback may bring the next ones.
+  const std::uint8_t count = countOf(lastSppInfo->devices);
   for (std::uint8_t i = 0; i < count; ++i) {
-    const SppInformationImpl& entry = entries[i];
-    if (entry.deviceId != notice.deviceId) {
-      continue;
-    }
-    if (isAppleVendor(entry.vendorId)) {
+    const SppInformationImpl* const entry = entryAt(lastSppInfo->devices, i);
+    if (entry == nullptr) {
       break;
     }
-    if (entry.available == 0 || isRepeated) {
+    if (entry->deviceId != notice.deviceId) {
+      continue;
+    }
+    if (isAppleVendor(entry->vendorId)) {
+      break;
+    }
+    // Compared with the last notice of any device: a notice that repeats it is no news.
+    const bool isRepeated = notice.state == lastConnectionState->state && notice.uuid == lastConnectionState->uuid;
+    if (entry->available == 0 || isRepeated) {
       continue;
     }
     if (notice.state == kStateConnected) {
       info.btSpp.status = kStatusOpen;
     }
-    reportPresent(info, entry);
+    reportPresent(info, *entry);
   }
 
   lastConnectionState->deviceId = notice.deviceId;

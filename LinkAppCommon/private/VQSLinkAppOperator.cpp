@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "BtAppsAttachment.h"
 #include "ListenerSet.h"
 #include "LogTags.h"
 #include "OperatorLog.h"
@@ -34,7 +35,8 @@ VQSLinkAppOperator::VQSLinkAppOperator(std::string uuid)
       btAttached(false),
       sppUuid(std::move(uuid)),
       currentDevice(kNoDevice),
-      currentIsIos(false) {
+      currentIsIos(false),
+      btAttachment(new LinkAppAttachment(*mpBtApps, *btObserver)) {
   deviceStatus = new VQSLinkAppDeviceStatus(sppUuid);
   switchDiagnostics(sppUuid);
 }
@@ -50,7 +52,8 @@ VQSLinkAppOperator::VQSLinkAppOperator(std::string appName, std::string iAP1, st
       iAP1Name(std::move(iAP1)),
       launchString(std::move(launch)),
       currentDevice(kNoDevice),
-      currentIsIos(true) {
+      currentIsIos(true),
+      btAttachment(nullptr) {
   deviceStatus = new VQSLinkAppDeviceStatus(mpiOSWrapper, iosAppName);
   switchDiagnostics(iosAppName);
 }
@@ -67,19 +70,26 @@ VQSLinkAppOperator::VQSLinkAppOperator(std::string uuid, std::string appName, st
       iAP1Name(std::move(iAP1)),
       launchString(std::move(launch)),
       currentDevice(kNoDevice),
-      currentIsIos(false) {
+      currentIsIos(false),
+      btAttachment(new LinkAppAttachment(*mpBtApps, *btObserver)) {
   deviceStatus = new VQSLinkAppDeviceStatus(mpiOSWrapper, sppUuid, iosAppName);
   switchDiagnostics(sppUuid);
 }
 
-// The wrapper goes before the device status, which it may be calling.
+// Callbacks may use the whole operator until they end. Those of the SPP service are waited for first, those of the iOS
+// channel by the wrapper's end. The wrapper goes before the device status, which it may be calling.
 VQSLinkAppOperator::~VQSLinkAppOperator() {
-  detachFromBtApps();
-  delete btObserver;
+  btAttached = false;
+  if (btObserver != nullptr) {
+    leave(mpBtApps, btObserver);
+  }
+  leave(deviceStatus->btApps, deviceStatus->btObserver);
   delete mpiOSWrapper;
+  delete btObserver;
   delete deviceStatus;
   mpBtApps = nullptr;
   delete listeners;
+  delete btAttachment;
 }
 
 // False for a listener that is there already, unlike LinkAppiOSWrapper: callers depend on both.
@@ -118,15 +128,15 @@ bool VQSLinkAppOperator::removeStatusListener(VQSLinkAppDeviceStatusListener* li
 }
 
 void VQSLinkAppOperator::attachToBtApps() {
-  if (mpBtApps != nullptr && btObserver != nullptr && !btAttached.exchange(true)) {
-    mpBtApps->AddObserver(btObserver);
+  if (btAttachment != nullptr) {
+    btAttached = true;
+    followWish(mpBtApps, *btAttachment, btAttached);
   }
 }
 
-// At exit the SPP service may be gone before the operator.
 void VQSLinkAppOperator::detachFromBtApps() {
-  if (mpBtApps != nullptr && btObserver != nullptr && btAttached.exchange(false) &&
-      VQSingleton<VQSBtApps>::peekInstance() == mpBtApps) {
-    mpBtApps->RemoveObserver(btObserver);
+  if (btAttachment != nullptr) {
+    btAttached = false;
+    followWish(mpBtApps, *btAttachment, btAttached);
   }
 }

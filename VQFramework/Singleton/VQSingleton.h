@@ -33,7 +33,9 @@ class VQ_FRAMEWORK_API VQSingleton {
   }
 
   // The instance, or null where there is none (any more).
-  static T* peekInstance() { return instance_.load(std::memory_order_acquire); }
+  // (Never inlined: a program that reads the pointer itself may move it into its own data, and a plug-in that is bound
+  // to its own libraries first would look at the place that it left.)
+  __attribute__((noinline)) static T* peekInstance() { return instance_.load(std::memory_order_acquire); }
 
   // Deletes the instance. The pointer is cleared under the lock; T's destructor runs outside of it.
   __attribute__((noinline)) static void destroy() VQ_NO_THREAD_SAFETY_ANALYSIS {

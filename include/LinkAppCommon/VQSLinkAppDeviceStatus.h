@@ -77,6 +77,8 @@ class LINKAPP_API VQSLinkAppDeviceStatus : public LinkAppiOSWrapperListener {
   bool analyzeiOSUsbConnectionInfo(DeviceInfo& info, std::string appName);
 
  private:
+  friend class VQSLinkAppOperator;  // waits for the calls of both before it takes either apart
+
   struct Unused {};
 
   void reportPresent(DeviceInfo& info, const VQSBtAppsDef::SppInformationImpl& entry);
@@ -92,12 +94,13 @@ class LINKAPP_API VQSLinkAppDeviceStatus : public LinkAppiOSWrapperListener {
   LinkAppListenerSlot<VQSLinkAppDeviceStatusListener>* listener;
   LinkAppiOSWrapper* wrapper;
   VQSBtApps* btApps;
-  std::atomic<bool> btObserverAdded;
+  std::atomic<bool> btObserverAdded;  // what btAttachment follows
   VQObserver<VQSLinkAppDeviceStatus>* btObserver;
   Unused* unused;  // keeps its place
   VQSBtAppsNtf::SppInformation* lastSppInfo;
   VQSBtAppsNtf::SppConnectionState* lastConnectionState;
   std::vector<DeviceInfo> devices;  // iOS devices only
+  LinkAppAttachment* btAttachment;
 };
 
 // Diagnostics of this class; 0 in every normal build.

@@ -105,7 +105,7 @@ class LINKAPP_API VQSLinkAppOperator : public VQSILinkAppSenderReceiver, public 
   VQObserver<VQSLinkAppOperator>* btObserver;
   LinkAppiOSWrapper* mpiOSWrapper;
   LinkAppListenerSet<VQSILinkAppSenderReceiverListener>* listeners;
-  std::atomic<bool> btAttached;
+  std::atomic<bool> btAttached;  // what btAttachment follows
   std::string sppUuid;
   std::string iosAppName;
   std::string iAP1Name;
@@ -113,6 +113,7 @@ class LINKAPP_API VQSLinkAppOperator : public VQSILinkAppSenderReceiver, public 
   std::uint8_t currentDevice VQ_GUARDED_BY(linkLock);  // 255 = none
   bool currentIsIos VQ_GUARDED_BY(linkLock);
   VQSync linkLock;  // a leaf
+  LinkAppAttachment* btAttachment;
 };
 
 // Diagnostics of this class; 0 in every normal build.
