@@ -12,7 +12,7 @@ fail() {
 }
 
 mkdir "$work/host"
-cp -r "$source/VQFramework" "$work/host/"
+cp -r "$source/VQFramework" "$source/VQBluetooth" "$work/host/"
 
 cmake -S "$source" -B "$work/build" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE=Release \
   -DLINKAPP_FRAMEWORK=external -DLINKAPP_FRAMEWORK_INCLUDE_DIR="$work/host" -DLINKAPP_WARNINGS_AS_ERRORS=ON
@@ -22,11 +22,15 @@ built=$(find "$work/build" -path '*/CMakeFiles' -prune -o -type f \( -name '*.so
 [[ $built =~ /libLinkAppCommon\.so\.[0-9.]+$ && $(wc -l <<<"$built") -eq 1 ]] ||
   fail "expected libLinkAppCommon.so alone, got:"$'\n'"$built"
 
-[[ $(nm -DC --undefined-only "$built") == *VQSubject::AddObserver* ]] || fail "the library carries a framework of its own"
-[[ $(readelf -dW "$built") != *VQFramework* ]] || fail "the library names whose framework it wants"
+undefined=$(nm -DC --undefined-only "$built")
+[[ $undefined == *VQSubject::AddObserver* ]] || fail "the library carries a framework of its own"
+[[ $undefined == *VQSBtApps::connectSpp* ]] || fail "the library carries a Bluetooth library of its own"
+[[ ! $(readelf -dW "$built") =~ VQFramework|VQBluetooth ]] || fail "the library names whose framework it wants"
 
 # The host's headers must win over those beside the product, or its own types never reach the compiler.
 headers=$(ninja -C "$work/build" -t deps)
-foreign=$(grep -F "$source/VQFramework/" <<<"$headers" | sort -u) || true
+foreign=$(grep -F -e "$source/VQFramework/" -e "$source/VQBluetooth/" <<<"$headers" | sort -u) || true
 [ -z "$foreign" ] || fail "these headers came from the contract instead of the host:"$'\n'"$foreign"
-[[ $headers == *"$work/host/VQFramework/"* ]] || fail "ninja knows of no header of the host; this check cannot work"
+for folder in VQFramework VQBluetooth; do
+  [[ $headers == *"$work/host/$folder/"* ]] || fail "ninja knows of no header of the host's $folder; this check cannot work"
+done

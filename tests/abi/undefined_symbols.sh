@@ -10,6 +10,9 @@ contract=''
 symbols=$(nm -D --undefined-only "$library")
 [ -n "$symbols" ] || { echo "$library: nm shows no undefined symbol at all; this check cannot work" >&2; exit 1; }
 
+# Spelled as people write it; it has two mangled names, and which one depends on the compiler's settings.
+string='std::(__cxx11::)?basic_string<char, std::char_traits<char>, std::allocator<char> >'
+
 failed=0
 while read -r kind symbol; do
   case $kind:$symbol in
@@ -17,7 +20,7 @@ while read -r kind symbol; do
     # Hooks of the tool chain, null where nobody fills them.
     w:_ITM_deregisterTMCloneTable | w:_ITM_registerTMCloneTable | w:__gmon_start__ | w:__cxa_finalize) continue ;;
   esac
-  name=$(c++filt -- "$symbol" | sed 's/\[abi:cxx11\]//')
+  name=$(c++filt -- "$symbol" | sed -E "s/\[abi:cxx11\]//; s/$string/std::string/g")
   grep -qxF -e "$name" <<<"$contract" || { echo "$library needs '$name' ($kind)" >&2; failed=1; }
 done <<<"$symbols"
 exit "$failed"
