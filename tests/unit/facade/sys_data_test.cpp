@@ -77,6 +77,7 @@ TEST_F(SysDataTest, TheHandleOutlivesTheFactoryThatHoldsIt) {
 TEST_F(SysDataTest, ThreadsMayLookAtTheSameTime) {
   vqfake::setSettingsText("BtSetting.ini", "LinkAppDevice=9\n");
   std::vector<std::thread> readers;
+  readers.reserve(4);
   for (int i = 0; i < 4; ++i) {
     readers.emplace_back([] {
       for (int round = 0; round < 200; ++round) {

@@ -14,7 +14,6 @@
 
 namespace {
 
-using conformance::Worker;
 using test_support::waitUntil;
 
 std::string nameOf(const testing::TestParamInfo<PortKind>& info) {
