@@ -10,7 +10,7 @@
 #include "LinkAppCommon/LinkAppHfpWrapper.h"
 #include "hfp_model.h"
 #include "platform/fake/FakeBluetooth.h"
-#include "platform/fake/FakeFramework.h"
+#include "tests/unit/LinkAppCommon/channel_fixture.h"
 
 namespace {
 
@@ -165,7 +165,9 @@ bool runSequence(unsigned long seed) {
   return true;
 }
 
-TEST(HfpModel, AgreesWithTheJudgesOverRandomNotices) {
+class HfpModel : public ChannelTest {};
+
+TEST_F(HfpModel, AgreesWithTheJudgesOverRandomNotices) {
   if (getenv("LINKAPP_MODEL_SEED") != nullptr) {
     runSequence(numberFrom("LINKAPP_MODEL_SEED", 0));
     return;
