@@ -5,6 +5,7 @@ set_property(CACHE LINKAPP_FRAMEWORK PROPERTY STRINGS reference external)
 set(LINKAPP_FRAMEWORK_INCLUDE_DIR "" CACHE PATH
     "external only: folder that holds the host's own VQFramework/ headers; empty uses the contract's")
 option(LINKAPP_BUILD_TESTS "Build the tests" ON)
+option(LINKAPP_BUILD_BENCHMARKS "Build the benchmarks (not with sanitizers)" ON)
 option(LINKAPP_WARNINGS_AS_ERRORS "Treat warnings as errors (this project's own builds)" OFF)
 set(LINKAPP_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize=")
 

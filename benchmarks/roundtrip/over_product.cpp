@@ -1,0 +1,68 @@
+// There and back through the product: sendDataFromHU, the server's observer, sendDataFromDevice, the client's observer.
+// Observers send from within their calls, so that no thread hands over to another inside a process.
+#include <stdio.h>
+#include <unistd.h>
+
+#include <exception>
+
+#include "benchmarks/roundtrip/round_trip.h"
+#include "benchmarks/support/shared_page.h"
+#include "benchmarks/support/stage.h"
+
+namespace bench {
+namespace {
+
+struct Page {
+  ProductStart start;
+  Milestone done;
+  RoundTripTimes times;
+};
+
+void answer(const ProductKind& kind, Page& page) {
+  ProductServer* own = nullptr;
+  ProductServer server(
+      [&own](unsigned short session, const std::uint8_t* data, unsigned int size) { own->send(session, data, size); });
+  own = &server;
+  server.connect(page.start, kind.apps == 1 ? 2 : 3, kind.apps);
+  page.done.waitFor(1);
+}
+
+void ask(const RoundTripJob& job, Page& page) {
+  Stopwatch stopwatch(job);
+  ProductClient* own = nullptr;
+  ProductClient client(page.start, 1, [&](const std::uint8_t* data, unsigned int size) {
+    stopwatch.end(data, size);
+    if (stopwatch.isDone()) {
+      page.times = stopwatch.times();
+      page.done.advance();
+    } else {
+      own->send(stopwatch.begin(), job.bytes);
+    }
+  });
+  own = &client;
+  page.start.ready.waitFor(1);
+  client.send(stopwatch.begin(), job.bytes);
+  page.done.waitFor(1);
+}
+
+}  // namespace
+
+RoundTripTimes roundTripOf(const ProductKind& kind, const RoundTripJob& job) {
+  SharedPage<Page> page;
+  const auto play = [&kind](const auto& main) {
+    return [&kind, main] {
+      enterEnvironment(kind);
+      main();
+    };
+  };
+  std::vector<Role> roles = {{"device side", job.placement.receiver, play([&] { answer(kind, *page); })},
+                             {"application", job.placement.sender, play([&] { ask(job, *page); })}};
+  if (kind.apps > 1) {
+    roles.push_back(
+        {"idle applications", job.placement.sender, play([&] { beIdleApps(page->start, 2, kind.apps); }), true});
+  }
+  runOnStage([] {}, roles);
+  return page->times;
+}
+
+}  // namespace bench

@@ -1,0 +1,59 @@
+// What all round trips have in common.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "benchmarks/links/link.h"
+#include "benchmarks/links/product.h"
+#include "benchmarks/support/clock.h"
+#include "benchmarks/support/placement.h"
+#include "benchmarks/support/quantiles.h"
+
+namespace bench {
+
+struct RoundTripJob {
+  Placement placement;
+  unsigned int bytes = 0;
+  unsigned int warmUp = 0;
+  unsigned int count = 0;
+};
+
+// Microseconds.
+struct RoundTripTimes {
+  double p50 = 0;
+  double p99 = 0;
+  double p999 = 0;
+};
+
+// The client's account: makes each message, times its way there and back, and looks at what came back.
+class Stopwatch {
+ public:
+  explicit Stopwatch(const RoundTripJob& job);
+
+  // The next message, whose time begins now.
+  const void* begin() {
+    const auto mark = static_cast<unsigned char>(number_);
+    message_.front() = mark;
+    message_.back() = mark;
+    begin_ = now();
+    return message_.data();
+  }
+  // Throws where it is not the message that was sent.
+  void end(const void* data, std::size_t size);
+  bool isDone() const { return number_ == total_; }
+  RoundTripTimes times() const;
+
+ private:
+  const std::uint32_t warmUp_;
+  const std::uint32_t total_;
+  std::uint32_t number_ = 0;
+  std::int64_t begin_ = 0;
+  std::vector<unsigned char> message_;
+  std::vector<double> microseconds_;
+};
+
+RoundTripTimes roundTripOf(const LinkKind& kind, const RoundTripJob& job);
+RoundTripTimes roundTripOf(const ProductKind& kind, const RoundTripJob& job);
+
+}  // namespace bench
