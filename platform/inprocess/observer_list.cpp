@@ -6,11 +6,27 @@
 #include "platform/inprocess/observer.h"
 
 namespace vqframework {
+namespace {
+
+std::uint64_t bitsOf(const std::vector<unsigned int>& ids) {
+  std::uint64_t bits = 0;
+  for (const unsigned int id : ids) {
+    bits |= std::uint64_t{1} << (id % 64);
+  }
+  return ids.empty() ? ~std::uint64_t{0} : bits;
+}
+
+}  // namespace
+
+bool ObserverList::Registration::lists(unsigned int id) const {
+  return std::find(ids.begin(), ids.end(), id) != ids.end();
+}
 
 void ObserverList::add(VQObserver_* observer, const void* owner, std::vector<unsigned int> ids, std::uint64_t from) {
   VQObserverLinks::of(*observer).add(shared_from_this());
   MutexLock lock(mutex_);
-  registrations_.push_back({observer, owner, std::move(ids), from, nextSerial_++});
+  const std::uint64_t idBits = bitsOf(ids);
+  registrations_.push_back({observer, owner, std::move(ids), from, nextSerial_++, idBits});
 }
 
 bool ObserverList::remove(const VQObserver_* observer, const void* owner) {
@@ -33,6 +49,7 @@ bool ObserverList::removeMatching(const Match& match) {
     const auto end = std::remove_if(registrations_.begin(), registrations_.end(), matches);
     found = end != registrations_.end();
     registrations_.erase(end, registrations_.end());
+    removals_ += found ? 1 : 0;
     // Waits also where nothing was found: another thread may have removed it a moment ago.
     if (!isForkedChild()) {
       waitForCalls(match);
@@ -75,28 +92,22 @@ const ObserverList::RunningCall* ObserverList::callToWaitFor(const Match& match,
 void ObserverList::call(unsigned int id, void* data, unsigned int size, std::uint64_t sequence) {
   MutexLock lock(mutex_);
   const std::uint64_t end = nextSerial_;
-  std::uint64_t last = 0;
-  std::size_t index = 0;
-  for (;;) {
-    index = indexAfter(last, index);
-    if (index == registrations_.size() || registrations_[index].serial >= end) {
-      return;
+  for (std::size_t i = 0; i < registrations_.size() && registrations_[i].serial < end; ++i) {
+    const Registration& registration = registrations_[i];
+    if (!registration.takes(id) || registration.from > sequence) {
+      continue;
     }
-    const Registration& registration = registrations_[index];
-    last = registration.serial;
-    const std::vector<unsigned int>& ids = registration.ids;
-    const bool takesId = ids.empty() || std::find(ids.begin(), ids.end(), id) != ids.end();
-    if (takesId && registration.from <= sequence) {
-      makeCall(lock, registration, id, data, size);
+    const std::uint64_t serial = registration.serial;
+    const std::uint64_t removals = removals_;
+    makeCall(lock, registration, id, data, size);
+    if (removals != removals_) {
+      i = indexAfter(serial) - 1;
     }
   }
 }
 
-// The place of the first registration behind `serial`; `guess` is where it was before the lock was open.
-std::size_t ObserverList::indexAfter(std::uint64_t serial, std::size_t guess) const {
-  if (guess < registrations_.size() && registrations_[guess].serial == serial) {
-    return guess + 1;
-  }
+// The place of the first registration behind `serial`.
+std::size_t ObserverList::indexAfter(std::uint64_t serial) const {
   const auto behind = [](std::uint64_t value, const Registration& entry) { return value < entry.serial; };
   const auto found = std::upper_bound(registrations_.begin(), registrations_.end(), serial, behind);
   return static_cast<std::size_t>(found - registrations_.begin());

@@ -20,6 +20,11 @@ class ObserverList : public std::enable_shared_from_this<ObserverList> {
     std::vector<unsigned int> ids;  // identifiers it takes; empty = all
     std::uint64_t from;             // sequence number of the first message it takes
     std::uint64_t serial;           // place in the order of addition
+    std::uint64_t idBits;           // of `ids` modulo 64; all bits for all identifiers
+
+    // Most registrations of a process are for other identifiers than a message's: one look at the bits tells.
+    bool takes(unsigned int id) const { return (idBits >> (id % 64) & 1) != 0 && (ids.empty() || lists(id)); }
+    bool lists(unsigned int id) const;
   };
 
   ObserverList() = default;
@@ -81,12 +86,13 @@ class ObserverList : public std::enable_shared_from_this<ObserverList> {
   void makeCall(MutexLock& lock, const Registration& registration, unsigned int id, void* data,
                 unsigned int size) VQ_NO_THREAD_SAFETY_ANALYSIS;
   void endCall(const RunningCall& call) VQ_REQUIRES(mutex_);
-  std::size_t indexAfter(std::uint64_t serial, std::size_t guess) const VQ_REQUIRES(mutex_);
+  std::size_t indexAfter(std::uint64_t serial) const VQ_REQUIRES(mutex_);
 
   mutable Mutex mutex_;  // never held while an observer runs
   Condition callEnded_;
   std::vector<Registration> registrations_ VQ_GUARDED_BY(mutex_);
   std::uint64_t nextSerial_ VQ_GUARDED_BY(mutex_) = 1;
+  std::uint64_t removals_ VQ_GUARDED_BY(mutex_) = 0;  // so far; a delivery finds its place anew after one
   RunningCall* runningCalls_ VQ_GUARDED_BY(mutex_) = nullptr;
   Waiter* waiters_ VQ_GUARDED_BY(mutex_) = nullptr;
 };

@@ -100,7 +100,7 @@ void Delivery::afterRemoval() {
 
 void Delivery::run(MessageLog& log, std::uint64_t position) {
   pthread_setname_np(pthread_self(), "vq-delivery");
-  Reader reader{log, position, 0, 0, {}, AttachedProcess(log.object())};
+  Reader reader{log, position, 0, 0, {}, AttachedProcess(log.object()), {}};
   {
     MutexLock lock(mutex_);
     thread_ = currentThread();
@@ -143,7 +143,7 @@ bool Delivery::refresh(Reader& reader) {
 }
 
 void Delivery::readNext(Reader& reader) {
-  Message message;
+  Message& message = reader.message;
   const std::uint32_t posted = reader.log.posted();
   switch (reader.log.read(reader.position, message)) {
     case MessageLog::Read::kNothingNew:

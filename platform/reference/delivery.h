@@ -31,6 +31,7 @@ class Delivery : public ObserverList {
     std::uint32_t groups;
     LossCounter losses;
     AttachedProcess place;
+    Message message;
   };
 
   void afterRemoval() override;

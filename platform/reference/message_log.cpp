@@ -59,11 +59,18 @@ void storePayload(MessageSlot& slot, const void* data, std::size_t size) {
   }
 }
 
-void loadPayload(const MessageSlot& slot, unsigned char* to, std::size_t size) {
-  for (std::size_t word = 0; word * sizeof(MessageWord) < size; ++word) {
-    const MessageWord value = slot.payload[word].load(std::memory_order_relaxed);
-    memcpy(to + word * sizeof(MessageWord), &value, sizeof value);
+// Leaves zeros behind the payload, without writing more than the last one left there.
+void loadPayload(const MessageSlot& slot, Message& message) {
+  std::size_t copied = 0;
+  for (; copied < message.size; copied += sizeof(MessageWord)) {
+    const MessageWord value = slot.payload[copied / sizeof(MessageWord)].load(std::memory_order_relaxed);
+    memcpy(message.payload + copied, &value, sizeof value);
   }
+  const std::size_t end = std::max(copied, message.used);
+  if (end > message.size) {
+    memset(message.payload + message.size, 0, end - message.size);
+  }
+  message.used = message.size;
 }
 
 }  // namespace
@@ -242,8 +249,7 @@ MessageLog::Read MessageLog::read(std::uint64_t position, Message& message) cons
   message.number = slot.number.load(std::memory_order_relaxed);
   message.pid = slot.pid.load(std::memory_order_relaxed);
   message.time = slot.time.load(std::memory_order_relaxed);
-  loadPayload(slot, message.payload, message.size);
-  memset(message.payload + message.size, 0, Message::kZerosBehind);
+  loadPayload(slot, message);
   std::atomic_thread_fence(std::memory_order_acquire);
   if (slot.sequence.load(std::memory_order_relaxed) != position + 1) {
     return Read::kOverwritten;

@@ -11,18 +11,20 @@
 
 namespace vqframework {
 
-// One message as a reader took it: a copy of its own, aligned for any type and followed by zeros.
+// One message as a reader took it: a copy of its own, aligned for any type and followed by zeros. A reader keeps one and
+// reads into it again and again.
 struct Message {
   // What a handler may read behind a payload that is shorter than its record.
   static constexpr std::size_t kZerosBehind = 512;
 
-  std::uint32_t id;
-  std::uint32_t size;
-  std::uint32_t number;
-  std::uint32_t pid;
-  std::uint64_t time;
-  bool isControl;
-  alignas(64) unsigned char payload[VQSharedMemNotifier::kMaxPayload + kZerosBehind];
+  std::uint32_t id = 0;
+  std::uint32_t size = 0;
+  std::uint32_t number = 0;
+  std::uint32_t pid = 0;
+  std::uint64_t time = 0;
+  bool isControl = false;
+  std::size_t used = 0;  // behind these bytes of `payload` there are zeros only
+  alignas(64) unsigned char payload[VQSharedMemNotifier::kMaxPayload + kZerosBehind] = {};
 };
 
 class MessageLog {

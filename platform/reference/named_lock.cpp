@@ -26,7 +26,10 @@ constexpr SharedObjectKind kLockKind = {0x4B4C5156U /* "VQLK" */, 1, sizeof(Lock
 // a new thread's own.
 std::uint64_t threadNumber() {
   static std::atomic<std::uint64_t> last{0};
-  static thread_local const std::uint64_t number = last.fetch_add(1, std::memory_order_relaxed) + 1;
+  static thread_local std::uint64_t number = 0;
+  if (number == 0) {
+    number = last.fetch_add(1, std::memory_order_relaxed) + 1;
+  }
   return number;
 }
 

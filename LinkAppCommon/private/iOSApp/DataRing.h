@@ -4,7 +4,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 #include "LinkAppCommon/iOSAppCommonLocalMem.h"
 
@@ -12,11 +11,12 @@
 // False, and nothing changes, where the segment is not mapped, `data` is null, or `size` is 0 or more than 4096.
 bool writeToRing(iOSAppCommonLocalMem& endpoint, std::uint32_t appId, const unsigned char* data, std::uint32_t size);
 
-struct RingMessage {
-  std::unique_ptr<std::uint8_t[]> data;  // one whole slot, zero behind the message; null where there is no message
-  std::uint32_t size = 0;                // 1..4096 where there is one
-};
+// Reading takes two steps, each under a hold of the lock of its own: first the size, then the bytes of the slot as they
+// are by then. The first size is the one that is reported, so a writer that laps the reader in between is seen so.
 
-// Without a message where the segment is not mapped, the index is beyond the ring, the slot was never written, or
-// memory is short.
-RingMessage readFromRing(const iOSAppCommonLocalMem& endpoint, std::uint32_t slotIndex);
+// 1..4096; 0 where the segment is not mapped, the index is beyond the ring, or the slot was never written.
+std::uint32_t readSizeFromRing(const iOSAppCommonLocalMem& endpoint, std::uint32_t slotIndex);
+
+// Fills a whole slot, iOSAppCommonDataList::kSlotBytes, with the message and zeros behind it. False, and nothing
+// changes, where the segment is not mapped or the index is beyond the ring.
+bool readSlotFromRing(const iOSAppCommonLocalMem& endpoint, std::uint32_t slotIndex, std::uint8_t* slot);

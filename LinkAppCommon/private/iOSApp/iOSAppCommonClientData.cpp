@@ -92,15 +92,16 @@ unsigned int iOSAppCommonClient::onFromDeviceUpdate(unsigned int id, void* data,
   if (pack == nullptr) {
     return 0;
   }
-  const RingMessage message = readFromRing(*pack->fromDevice, announcement.slotIndex);
-  if (message.data == nullptr) {
+  const std::uint32_t messageSize = readSizeFromRing(*pack->fromDevice, announcement.slotIndex);
+  std::uint8_t slot[iOSAppCommonDataList::kSlotBytes];  // valid during the call only, so it needs no allocation
+  if (messageSize == 0 || !readSlotFromRing(*pack->fromDevice, announcement.slotIndex, slot)) {
     return 0;
   }
   iosapp_def_::CommData received;
   received.deviceId = announcement.deviceId;
   received.appName = appName;
-  received.data = message.data.get();  // ours: valid during the call only
-  received.size = message.size;
+  received.data = slot;
+  received.size = messageSize;
   NotifyObserver(kClientCommData, &received, kCommDataSize, kNotificationType);
   return 0;
 }

@@ -1,5 +1,7 @@
 // The data path of the server.
 #include <cstring>
+#include <memory>
+#include <new>
 
 #include "ChannelValues.h"
 #include "DataRing.h"
@@ -31,16 +33,20 @@ unsigned int iOSAppCommonServer::onFromHUUpdate(unsigned int id, void* data, uns
   if (pack == nullptr) {
     return 0;
   }
-  RingMessage message = readFromRing(*pack->fromHU, announcement.slotIndex);
-  if (message.data == nullptr) {
+  const std::uint32_t messageSize = readSizeFromRing(*pack->fromHU, announcement.slotIndex);
+  if (messageSize == 0) {
+    return 0;
+  }
+  std::unique_ptr<std::uint8_t[]> slot(new (std::nothrow) std::uint8_t[iOSAppCommonDataList::kSlotBytes]);
+  if (slot == nullptr || !readSlotFromRing(*pack->fromHU, announcement.slotIndex, slot.get())) {
     return 0;
   }
   iosapp_def_::CommData received;
   received.deviceId = announcement.deviceId;
-  received.size = message.size;
+  received.size = messageSize;
   received.sessionId = getSessionIdFromAppList(announcement.appId);
   // From here on the array belongs to the one observer of this server, who releases it.
-  received.data = message.data.release();
+  received.data = slot.release();
   NotifyObserver(kServerCommData, &received, kCommDataSize, kNotificationType);
   return 0;
 }
