@@ -1,7 +1,9 @@
 // bench_roundtrip: how long does a message take there and back?
 //
 // Workload: a client sends, a server sends the same bytes back, one message under way; 1, 64, 1024 and 4096 bytes.
-// Figures: p50, p99 and p99.9 of one round's trips, in microseconds.
+// Figures: p50, p99 and p99.9 of one round's trips, in microseconds; CPU and context switches of a trip, of all
+// processes together.
+// "20 apps": 19 more applications are registered; they live in one process and have nothing to do.
 #include <algorithm>
 
 #include "benchmarks/links/transports.h"
@@ -25,10 +27,14 @@ void measure(const bench::Options& options) {
   bench::playRounds(options, {1, 64, 1024, 4096}, transports.size(), [&](const bench::Turn& turn) {
     const unsigned int trips = tripsOf(options, transports.slowness(turn.transport));
     const bench::RoundTripJob job = {turn.placement, turn.parameter, trips / 5, trips};
-    const bench::RoundTripTimes times =
+    const bench::RoundTripFigures figures =
         transports.visit(turn.transport, [&job](const auto& kind) { return bench::roundTripOf(kind, job); });
     results.add({"round trip", turn.parameter, turn.placement.name, transports.name(turn.transport)},
-                {{"p50_us", times.p50}, {"p99_us", times.p99}, {"p99.9_us", times.p999}});
+                {{"p50_us", figures.p50},
+                 {"p99_us", figures.p99},
+                 {"p99.9_us", figures.p999},
+                 {"cpu_us", figures.cpu},
+                 {"switches", figures.switches}});
   });
   results.finish("p50_us", options, bench::linksLeftOut());
 }

@@ -9,11 +9,13 @@ namespace {
 
 struct Page {
   Milestone open;
-  RoundTripTimes times;
+  Crew crew;
+  RoundTripFigures figures;
 };
 
 void open(Link& link, Side side, Page& page) {
   link.open(side);
+  page.crew.join();
   page.open.advance();
   page.open.waitFor(2);
 }
@@ -22,13 +24,14 @@ void ask(Link& link, const RoundTripJob& job, Page& page) {
   open(link, Side::kClient, page);
   Stopwatch stopwatch(job);
   unsigned char buffer[kMaxMessage] = {};
+  const Usage before = page.crew.usage();
   while (!stopwatch.isDone()) {
     link.send(stopwatch.begin(), job.bytes);
     link.flush();
     const std::size_t size = link.receive(buffer);
     stopwatch.end(buffer, size);
   }
-  page.times = stopwatch.times();
+  page.figures = stopwatch.figures(page.crew.usage() - before);
 }
 
 void answer(Link& link, const RoundTripJob& job, Page& page) {
@@ -45,7 +48,7 @@ void answer(Link& link, const RoundTripJob& job, Page& page) {
 
 }  // namespace
 
-RoundTripTimes roundTripOf(const LinkKind& kind, const RoundTripJob& job) {
+RoundTripFigures roundTripOf(const LinkKind& kind, const RoundTripJob& job) {
   const std::unique_ptr<Link> link = kind.make();
   SharedPage<Page> page;
   runOnStage(
@@ -54,7 +57,7 @@ RoundTripTimes roundTripOf(const LinkKind& kind, const RoundTripJob& job) {
                                                                                   ask(*link, job, *page);
                                                                                   page->open.advance();
                                                                                 }}});
-  return page->times;
+  return page->figures;
 }
 
 }  // namespace bench

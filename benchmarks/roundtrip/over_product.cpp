@@ -15,7 +15,9 @@ namespace {
 struct Page {
   ProductStart start;
   Milestone done;
-  RoundTripTimes times;
+  Milestone counted;
+  Crew crew;
+  RoundTripFigures figures;
 };
 
 void answer(const ProductKind& kind, Page& page) {
@@ -23,8 +25,9 @@ void answer(const ProductKind& kind, Page& page) {
   ProductServer server(
       [&own](unsigned short session, const std::uint8_t* data, unsigned int size) { own->send(session, data, size); });
   own = &server;
+  page.crew.join();
   server.connect(page.start, kind.apps == 1 ? 2 : 3, kind.apps);
-  page.done.waitFor(1);
+  page.counted.waitFor(1);
 }
 
 void ask(const RoundTripJob& job, Page& page) {
@@ -33,21 +36,24 @@ void ask(const RoundTripJob& job, Page& page) {
   ProductClient client(page.start, 1, [&](const std::uint8_t* data, unsigned int size) {
     stopwatch.end(data, size);
     if (stopwatch.isDone()) {
-      page.times = stopwatch.times();
       page.done.advance();
     } else {
       own->send(stopwatch.begin(), job.bytes);
     }
   });
   own = &client;
+  page.crew.join();
   page.start.ready.waitFor(1);
+  const Usage before = page.crew.usage();
   client.send(stopwatch.begin(), job.bytes);
   page.done.waitFor(1);
+  page.figures = stopwatch.figures(page.crew.usage() - before);
+  page.counted.advance();
 }
 
 }  // namespace
 
-RoundTripTimes roundTripOf(const ProductKind& kind, const RoundTripJob& job) {
+RoundTripFigures roundTripOf(const ProductKind& kind, const RoundTripJob& job) {
   SharedPage<Page> page;
   const auto play = [&kind](const auto& main) {
     return [&kind, main] {
@@ -58,11 +64,14 @@ RoundTripTimes roundTripOf(const ProductKind& kind, const RoundTripJob& job) {
   std::vector<Role> roles = {{"device side", job.placement.receiver, play([&] { answer(kind, *page); })},
                              {"application", job.placement.sender, play([&] { ask(job, *page); })}};
   if (kind.apps > 1) {
-    roles.push_back(
-        {"idle applications", job.placement.sender, play([&] { beIdleApps(page->start, 2, kind.apps); }), true});
+    roles.push_back({"idle applications", job.placement.sender, play([&] {
+                       page->crew.join();
+                       beIdleApps(page->start, 2, kind.apps);
+                     }),
+                     true});
   }
   runOnStage([] {}, roles);
-  return page->times;
+  return page->figures;
 }
 
 }  // namespace bench

@@ -8,7 +8,7 @@
 #include "benchmarks/links/product.h"
 #include "benchmarks/support/clock.h"
 #include "benchmarks/support/placement.h"
-#include "benchmarks/support/quantiles.h"
+#include "benchmarks/support/usage.h"
 
 namespace bench {
 
@@ -19,11 +19,14 @@ struct RoundTripJob {
   unsigned int count = 0;
 };
 
-// Microseconds.
-struct RoundTripTimes {
+struct RoundTripFigures {
+  // Microseconds.
   double p50 = 0;
   double p99 = 0;
   double p999 = 0;
+  // Of all processes and daemons together, per trip; those that warm up count, too.
+  double cpu = 0;
+  double switches = 0;
 };
 
 // The client's account: makes each message, times its way there and back, and looks at what came back.
@@ -42,7 +45,8 @@ class Stopwatch {
   // Throws where it is not the message that was sent.
   void end(const void* data, std::size_t size);
   bool isDone() const { return number_ == total_; }
-  RoundTripTimes times() const;
+  // `cost` is what all trips cost together.
+  RoundTripFigures figures(const Usage& cost) const;
 
  private:
   const std::uint32_t warmUp_;
@@ -53,7 +57,7 @@ class Stopwatch {
   std::vector<double> microseconds_;
 };
 
-RoundTripTimes roundTripOf(const LinkKind& kind, const RoundTripJob& job);
-RoundTripTimes roundTripOf(const ProductKind& kind, const RoundTripJob& job);
+RoundTripFigures roundTripOf(const LinkKind& kind, const RoundTripJob& job);
+RoundTripFigures roundTripOf(const ProductKind& kind, const RoundTripJob& job);
 
 }  // namespace bench

@@ -1,6 +1,7 @@
 #include <stdexcept>
 
 #include "benchmarks/roundtrip/round_trip.h"
+#include "benchmarks/support/quantiles.h"
 
 namespace bench {
 
@@ -21,8 +22,9 @@ void Stopwatch::end(const void* data, std::size_t size) {
   ++number_;
 }
 
-RoundTripTimes Stopwatch::times() const {
-  return {quantile(microseconds_, 0.5), quantile(microseconds_, 0.99), quantile(microseconds_, 0.999)};
+RoundTripFigures Stopwatch::figures(const Usage& cost) const {
+  return {quantile(microseconds_, 0.5), quantile(microseconds_, 0.99), quantile(microseconds_, 0.999),
+          cost.cpuMicroseconds / total_, cost.switches / total_};
 }
 
 }  // namespace bench

@@ -20,6 +20,8 @@
 namespace bench {
 namespace {
 
+constexpr const char* kDaemonLog = "/tmp/daemons.log";
+
 std::vector<pid_t>& daemons() {
   static std::vector<pid_t> pids;
   return pids;
@@ -83,6 +85,14 @@ void waitForRoles(const std::vector<Role>& roles, const std::vector<pid_t>& pids
   }
 }
 
+// Daemons talk about much that matters only where something went wrong.
+void printDaemonLog() {
+  std::ifstream file(kDaemonLog);
+  for (std::string line; std::getline(file, line);) {
+    fprintf(stderr, "daemon: %s\n", line.c_str());
+  }
+}
+
 void playRoles(const std::function<void()>& prepare, const std::vector<Role>& roles, unsigned int seconds) {
   enterPrivateWorld();
   alarm(seconds);  // ends the stage, and the stage's end ends all that is on it
@@ -96,7 +106,12 @@ void playRoles(const std::function<void()>& prepare, const std::vector<Role>& ro
       role.main();
     }));
   }
-  waitForRoles(roles, pids);
+  try {
+    waitForRoles(roles, pids);
+  } catch (const std::exception&) {
+    printDaemonLog();
+    throw;
+  }
 }
 
 // What is left on the stage dies with it; a subreaper sees the end of it, so that nothing of it disturbs what is next.
@@ -133,9 +148,9 @@ pid_t startDaemon(int processor, const std::vector<std::string>& command) {
     argv.push_back(nullptr);
     alarm(0);
     pinTo(processor);
-    const int nothing = open("/dev/null", O_RDWR);
-    dup2(nothing, STDIN_FILENO);
-    dup2(nothing, STDOUT_FILENO);
+    const int log = open(kDaemonLog, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    dup2(log, STDOUT_FILENO);
+    dup2(log, STDERR_FILENO);
     execvp(argv[0], argv.data());
     throw std::runtime_error(strerror(errno));
   });

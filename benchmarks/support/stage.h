@@ -23,10 +23,11 @@ struct Role {
 // daemons (startDaemon). Throws where a role fails, or has not ended after `seconds`.
 void runOnStage(const std::function<void()>& prepare, const std::vector<Role>& roles, unsigned int seconds = 120);
 
-// For `prepare`: a program that runs until the stage is over, on this processor, silently.
+// For `prepare`: a program that runs until the stage is over, on this processor. What it says is printed if a role
+// fails.
 pid_t startDaemon(int processor, const std::vector<std::string>& command);
 
-// Processes of this stage so far: roles and daemons. For a role: those that were started before it.
+// Those that `prepare` has started.
 const std::vector<pid_t>& daemonsOnStage();
 
 // For `prepare` and roles: writes a small file.

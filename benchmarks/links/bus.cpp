@@ -1,0 +1,66 @@
+#include "benchmarks/links/bus.h"
+
+#include <string.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <stdexcept>
+
+#include "benchmarks/support/stage.h"
+
+namespace bench {
+namespace {
+
+constexpr const char* kSocket = "/tmp/bus";
+constexpr const char* kConfigFile = "/tmp/bus.conf";
+constexpr const char* kConfig =
+    "<busconfig><type>session</type><listen>unix:path=/tmp/bus</listen>"
+    "<policy context=\"default\"><allow send_destination=\"*\"/><allow receive_sender=\"*\"/><allow "
+    "own=\"*\"/></policy>"
+    "</busconfig>";
+
+// Whether somebody listens.
+bool isThere() {
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  strcpy(address.sun_path, kSocket);
+  const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const bool isAccepted = connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  close(fd);
+  return isAccepted;
+}
+
+}  // namespace
+
+int checkBus(int result) {
+  if (result < 0) {
+    throw std::runtime_error(std::string("D-Bus: ") + strerror(-result));
+  }
+  return result;
+}
+
+void startBus(int processor) {
+  writeFile(kConfigFile, kConfig);
+  startDaemon(processor, {"dbus-daemon", "--nofork", "--nopidfile", std::string("--config-file=") + kConfigFile});
+  for (int i = 0; !isThere(); ++i) {
+    if (i == 5000) {
+      throw std::runtime_error("dbus-daemon does not start");
+    }
+    usleep(1000);
+  }
+}
+
+sd_bus* connectToBus(const std::string& name) {
+  sd_bus* bus = nullptr;
+  checkBus(sd_bus_new(&bus));
+  checkBus(sd_bus_set_address(bus, (std::string("unix:path=") + kSocket).c_str()));
+  checkBus(sd_bus_set_bus_client(bus, 1));
+  checkBus(sd_bus_start(bus));
+  if (!name.empty()) {
+    checkBus(sd_bus_request_name(bus, name.c_str(), 0));
+  }
+  return bus;
+}
+
+}  // namespace bench
