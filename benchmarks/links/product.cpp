@@ -34,11 +34,14 @@ std::string launchString(unsigned int app) {
 
 }  // namespace
 
-void enterEnvironment(const ProductKind& kind) {
-  const std::size_t equals = kind.environment.find('=');
-  if (equals != std::string::npos) {
-    setenv(kind.environment.substr(0, equals).c_str(), kind.environment.substr(equals + 1).c_str(), 1);
-  }
+std::function<void()> inEnvironment(const ProductKind& kind, std::function<void()> main) {
+  return [environment = kind.environment, main = std::move(main)] {
+    const std::size_t equals = environment.find('=');
+    if (equals != std::string::npos) {
+      setenv(environment.substr(0, equals).c_str(), environment.substr(equals + 1).c_str(), 1);
+    }
+    main();
+  };
 }
 
 ProductServer::ProductServer(OnData onData)
@@ -129,15 +132,23 @@ void ProductClient::onDevice(const iOSAppCommonClient::DeviceInfo& info) {
   }
 }
 
-void beIdleApps(ProductStart& start, unsigned int first, unsigned int last) {
-  std::vector<std::unique_ptr<iOSAppCommonClient>> clients;
-  for (unsigned int app = first; app <= last; ++app) {
-    clients.push_back(std::make_unique<iOSAppCommonClient>("", appName(app), launchString(app)));
-  }
-  start.up.advance();
-  for (;;) {
-    pause();
-  }
+Role idleApplications(const ProductKind& kind, int processor, ProductStart& start, Crew& crew) {
+  const unsigned int apps = kind.apps;
+  return {
+      "idle applications", processor,
+      inEnvironment(kind,
+                    [apps, &start, &crew] {
+                      std::vector<std::unique_ptr<iOSAppCommonClient>> clients;
+                      for (unsigned int app = 2; app <= apps; ++app) {
+                        clients.push_back(std::make_unique<iOSAppCommonClient>("", appName(app), launchString(app)));
+                      }
+                      crew.join();
+                      start.up.advance();
+                      for (;;) {
+                        pause();
+                      }
+                    }),
+      true};
 }
 
 }  // namespace bench

@@ -12,6 +12,8 @@
 #include "LinkAppCommon/iOSAppCommonClient.h"
 #include "LinkAppCommon/iOSAppCommonServer.h"
 #include "benchmarks/support/futex.h"
+#include "benchmarks/support/stage.h"
+#include "benchmarks/support/usage.h"
 
 namespace bench {
 
@@ -28,8 +30,8 @@ struct ProductKind {
   std::string environment;  // "NAME=VALUE", or empty
 };
 
-// For a role, before anything of the product is touched.
-void enterEnvironment(const ProductKind& kind);
+// A role's main, run in the product's environment.
+std::function<void()> inEnvironment(const ProductKind& kind, std::function<void()> main);
 
 class ProductServer {
  public:
@@ -81,7 +83,7 @@ class ProductClient {
   iOSAppCommonClient client_;
 };
 
-// The process of apps `first` to `last`, which are registered and do nothing. Does not return.
-[[noreturn]] void beIdleApps(ProductStart& start, unsigned int first, unsigned int last);
+// One process with all apps but the first, which are registered and have nothing to do.
+Role idleApplications(const ProductKind& kind, int processor, ProductStart& start, Crew& crew);
 
 }  // namespace bench

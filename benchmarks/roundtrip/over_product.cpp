@@ -1,10 +1,5 @@
 // There and back through the product: sendDataFromHU, the server's observer, sendDataFromDevice, the client's observer.
 // Observers send from within their calls, so that no thread hands over to another inside a process.
-#include <stdio.h>
-#include <unistd.h>
-
-#include <exception>
-
 #include "benchmarks/roundtrip/round_trip.h"
 #include "benchmarks/support/shared_page.h"
 #include "benchmarks/support/stage.h"
@@ -55,20 +50,10 @@ void ask(const RoundTripJob& job, Page& page) {
 
 RoundTripFigures roundTripOf(const ProductKind& kind, const RoundTripJob& job) {
   SharedPage<Page> page;
-  const auto play = [&kind](const auto& main) {
-    return [&kind, main] {
-      enterEnvironment(kind);
-      main();
-    };
-  };
-  std::vector<Role> roles = {{"device side", job.placement.receiver, play([&] { answer(kind, *page); })},
-                             {"application", job.placement.sender, play([&] { ask(job, *page); })}};
+  std::vector<Role> roles = {{"device side", job.placement.receiver, inEnvironment(kind, [&] { answer(kind, *page); })},
+                             {"application", job.placement.sender, inEnvironment(kind, [&] { ask(job, *page); })}};
   if (kind.apps > 1) {
-    roles.push_back({"idle applications", job.placement.sender, play([&] {
-                       page->crew.join();
-                       beIdleApps(page->start, 2, kind.apps);
-                     }),
-                     true});
+    roles.push_back(idleApplications(kind, job.placement.sender, page->start, page->crew));
   }
   runOnStage([] {}, roles);
   return page->figures;
