@@ -5,6 +5,8 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cstdint>
+#include <cstring>
 #include <stdexcept>
 
 #include "benchmarks/support/stage.h"
@@ -29,6 +31,19 @@ bool isThere() {
   const bool isAccepted = connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
   close(fd);
   return isAccepted;
+}
+
+// 0 for what the bus itself says.
+std::size_t read(sd_bus_message* message, const char* interface, const char* member, void* buffer) {
+  if (sd_bus_message_is_method_call(message, interface, member) <= 0 &&
+      sd_bus_message_is_signal(message, interface, member) <= 0) {
+    return 0;
+  }
+  const void* bytes = nullptr;
+  std::size_t size = 0;
+  checkBus(sd_bus_message_read_array(message, 'y', &bytes, &size));
+  memcpy(buffer, bytes, size);
+  return size;
 }
 
 }  // namespace
@@ -61,6 +76,20 @@ sd_bus* connectToBus(const std::string& name) {
     checkBus(sd_bus_request_name(bus, name.c_str(), 0));
   }
   return bus;
+}
+
+std::size_t receiveFromBus(sd_bus* bus, const char* interface, const char* member, void* buffer) {
+  for (;;) {
+    sd_bus_message* message = nullptr;
+    if (checkBus(sd_bus_process(bus, &message)) == 0) {
+      checkBus(sd_bus_wait(bus, UINT64_MAX));
+    }
+    const std::size_t size = message != nullptr ? read(message, interface, member, buffer) : 0;
+    sd_bus_message_unref(message);
+    if (size != 0) {
+      return size;
+    }
+  }
 }
 
 }  // namespace bench

@@ -3,6 +3,7 @@
 
 #include <systemd/sd-bus.h>
 
+#include <cstddef>
 #include <string>
 
 namespace bench {
@@ -12,6 +13,9 @@ void startBus(int processor);
 
 // Lives until the process ends. `name`: a well-known one to own, or empty.
 sd_bus* connectToBus(const std::string& name);
+
+// The size of the array in the next message with this name; the bus's own messages are passed over.
+std::size_t receiveFromBus(sd_bus* bus, const char* interface, const char* member, void* buffer);
 
 // Throws the error that a negative result stands for.
 int checkBus(int result);

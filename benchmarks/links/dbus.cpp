@@ -1,7 +1,4 @@
 // Two connections to a private D-Bus; each message is a call without a reply that carries an array of bytes.
-#include <cstdint>
-#include <cstring>
-
 #include "benchmarks/links/bus.h"
 #include "benchmarks/links/links.h"
 
@@ -10,6 +7,7 @@ namespace {
 
 constexpr const char* kClientName = "bench.client";
 constexpr const char* kServerName = "bench.server";
+constexpr const char* kInterface = "bench.Link";
 constexpr const char* kMember = "Message";
 
 class DBusLink : public Link {
@@ -21,40 +19,16 @@ class DBusLink : public Link {
   }
   void send(const void* data, std::size_t size) override {
     sd_bus_message* message = nullptr;
-    checkBus(sd_bus_message_new_method_call(bus_, &message, peer_, "/", "bench.Link", kMember));
+    checkBus(sd_bus_message_new_method_call(bus_, &message, peer_, "/", kInterface, kMember));
     checkBus(sd_bus_message_set_expect_reply(message, 0));
     checkBus(sd_bus_message_append_array(message, 'y', data, size));
     checkBus(sd_bus_send(bus_, message, nullptr));
     sd_bus_message_unref(message);
   }
   void flush() override { checkBus(sd_bus_flush(bus_)); }
-  std::size_t receive(void* buffer) override {
-    for (;;) {
-      sd_bus_message* message = nullptr;
-      if (checkBus(sd_bus_process(bus_, &message)) == 0) {
-        checkBus(sd_bus_wait(bus_, UINT64_MAX));
-      }
-      const std::size_t size = message != nullptr ? read(message, buffer) : 0;
-      sd_bus_message_unref(message);
-      if (size != 0) {
-        return size;
-      }
-    }
-  }
+  std::size_t receive(void* buffer) override { return receiveFromBus(bus_, kInterface, kMember, buffer); }
 
  private:
-  // 0 for what the bus itself says.
-  static std::size_t read(sd_bus_message* message, void* buffer) {
-    if (sd_bus_message_is_method_call(message, nullptr, kMember) <= 0) {
-      return 0;
-    }
-    const void* bytes = nullptr;
-    std::size_t size = 0;
-    checkBus(sd_bus_message_read_array(message, 'y', &bytes, &size));
-    memcpy(buffer, bytes, size);
-    return size;
-  }
-
   sd_bus* bus_ = nullptr;
   const char* peer_ = nullptr;
 };

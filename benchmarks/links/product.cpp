@@ -34,6 +34,23 @@ std::string launchString(unsigned int app) {
 
 }  // namespace
 
+std::vector<ProductKind> productKinds(const std::vector<std::string>& environments,
+                                      const std::vector<unsigned int>& apps) {
+  std::vector<ProductKind> kinds;
+  const auto add = [&](const std::string& environment) {
+    for (const unsigned int count : apps) {
+      const std::string suffix = (count > 1 ? ", " + std::to_string(count) + " apps" : std::string()) +
+                                 (environment.empty() ? "" : ", " + environment);
+      kinds.push_back({"product" + suffix, count, environment});
+    }
+  };
+  add("");
+  for (const std::string& environment : environments) {
+    add(environment);
+  }
+  return kinds;
+}
+
 std::function<void()> inEnvironment(const ProductKind& kind, std::function<void()> main) {
   return [environment = kind.environment, main = std::move(main)] {
     const std::size_t equals = environment.find('=');

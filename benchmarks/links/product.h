@@ -30,6 +30,10 @@ struct ProductKind {
   std::string environment;  // "NAME=VALUE", or empty
 };
 
+// One for each environment, the present one first, and each number of apps.
+std::vector<ProductKind> productKinds(const std::vector<std::string>& environments,
+                                      const std::vector<unsigned int>& apps);
+
 // A role's main, run in the product's environment.
 std::function<void()> inEnvironment(const ProductKind& kind, std::function<void()> main);
 

@@ -22,7 +22,7 @@ unsigned int tripsOf(const bench::Options& options, unsigned int slowness) {
 }
 
 void measure(const bench::Options& options) {
-  const bench::Transports transports(options, {1, 20});
+  const bench::Transports<bench::LinkKind> transports(options, bench::linkKinds(), {1, 20});
   bench::Results results("bench_roundtrip", "bytes");
   bench::playRounds(options, {1, 64, 1024, 4096}, transports.size(), [&](const bench::Turn& turn) {
     const unsigned int trips = tripsOf(options, transports.slowness(turn.transport));

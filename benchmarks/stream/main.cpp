@@ -13,7 +13,7 @@ namespace {
 constexpr double kSeconds = 0.25;
 
 void measure(const bench::Options& options) {
-  const bench::Transports transports(options, {1, 20});
+  const bench::Transports<bench::LinkKind> transports(options, bench::linkKinds(), {1, 20});
   bench::Results results("bench_stream", "bytes");
   bench::playRounds(options, {64, 4096}, transports.size(), [&](const bench::Turn& turn) {
     const bench::StreamJob job = {turn.placement, turn.parameter, kSeconds * options.effort};
