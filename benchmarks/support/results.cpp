@@ -92,7 +92,7 @@ std::string Results::json(const Line& line) const {
   std::ostringstream text;
   text << "{\"workload\": " << quoted(line.what.workload) << ", " << quoted(parameter_) << ": " << line.what.parameter
        << ", \"placement\": " << quoted(line.what.placement) << ", \"transport\": " << quoted(line.what.transport)
-       << ", \"rounds\": {";
+       << ", \"per_round\": {";
   for (const Series& series : line.series) {
     text << (&series == &line.series.front() ? "" : ", ") << quoted(series.name) << ": " << list(series.values);
   }
