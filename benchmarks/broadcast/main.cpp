@@ -29,8 +29,9 @@ void measureWorkload(const bench::Options& options, const Transports& transports
     const unsigned int count = std::max(static_cast<unsigned int>(messages), kFewestMessages);
     const bench::BroadcastJob job = {
         turn.placement, {turn.parameter, isForOne}, isForOne ? kDataBytes : kStatusBytes, count / 5, count};
-    const bench::BroadcastFigures figures =
-        transports.visit(turn.transport, [&job](const auto& kind) { return bench::broadcastOf(kind, job); });
+    const bench::BroadcastFigures figures = bench::named(transports.name(turn.transport), turn, [&] {
+      return transports.visit(turn.transport, [&job](const auto& kind) { return bench::broadcastOf(kind, job); });
+    });
     results.add({isForOne ? "data for one" : "status for all", turn.parameter, turn.placement.name,
                  transports.name(turn.transport)},
                 {{"until_all_us", figures.untilAll},

@@ -13,24 +13,14 @@ namespace {
 class Ring {
  public:
   void put(const void* data, std::size_t size) {
-    const std::uint32_t place = written_.load(std::memory_order_relaxed);
-    Slot& slot = slots_[place % kSlots];
+    Slot& slot = slots_[count_ % kSlots];
     memcpy(slot.data, data, size);
     slot.size = static_cast<std::uint32_t>(size);
-    written_.store(place + 1);
-    if (sleeps_.load() != 0) {
-      sleeps_.store(0);
-      wakeAll(written_);
-    }
+    written_.ring(++count_);
   }
 
   std::size_t take(void* buffer) {
-    while (written_.load() == read_) {
-      sleeps_.store(1);
-      if (written_.load() == read_) {
-        sleepWhile(written_, read_);
-      }
-    }
+    written_.waitWhile(read_);
     const Slot& slot = slots_[read_ % kSlots];
     const std::size_t size = slot.size;
     memcpy(buffer, slot.data, size);
@@ -45,9 +35,9 @@ class Ring {
     unsigned char data[kMaxMessage];
   };
 
-  Word written_;
-  Word sleeps_;
-  std::uint32_t read_;
+  alignas(64) Bell written_;
+  alignas(64) std::uint32_t count_;  // the writer's own
+  alignas(64) std::uint32_t read_;   // the reader's own
   Slot slots_[kSlots];
 };
 

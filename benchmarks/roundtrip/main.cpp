@@ -27,8 +27,9 @@ void measure(const bench::Options& options) {
   bench::playRounds(options, {1, 64, 1024, 4096}, transports.size(), [&](const bench::Turn& turn) {
     const unsigned int trips = tripsOf(options, transports.slowness(turn.transport));
     const bench::RoundTripJob job = {turn.placement, turn.parameter, trips / 5, trips};
-    const bench::RoundTripFigures figures =
-        transports.visit(turn.transport, [&job](const auto& kind) { return bench::roundTripOf(kind, job); });
+    const bench::RoundTripFigures figures = bench::named(transports.name(turn.transport), turn, [&] {
+      return transports.visit(turn.transport, [&job](const auto& kind) { return bench::roundTripOf(kind, job); });
+    });
     results.add({"round trip", turn.parameter, turn.placement.name, transports.name(turn.transport)},
                 {{"p50_us", figures.p50},
                  {"p99_us", figures.p99},

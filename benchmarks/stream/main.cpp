@@ -17,8 +17,9 @@ void measure(const bench::Options& options) {
   bench::Results results("bench_stream", "bytes");
   bench::playRounds(options, {64, 4096}, transports.size(), [&](const bench::Turn& turn) {
     const bench::StreamJob job = {turn.placement, turn.parameter, kSeconds * options.effort};
-    const bench::StreamFigures figures =
-        transports.visit(turn.transport, [&job](const auto& kind) { return bench::streamOf(kind, job); });
+    const bench::StreamFigures figures = bench::named(transports.name(turn.transport), turn, [&] {
+      return transports.visit(turn.transport, [&job](const auto& kind) { return bench::streamOf(kind, job); });
+    });
     results.add({"stream", turn.parameter, turn.placement.name, transports.name(turn.transport)},
                 {{"messages_per_s", figures.messagesPerSecond},
                  {"mb_per_s", figures.megabytesPerSecond},

@@ -7,23 +7,6 @@
 
 namespace bench {
 
-void StreamPage::acknowledge(std::uint32_t batches) {
-  batches_.store(batches);
-  if (senderSleeps_.load() != 0) {
-    senderSleeps_.store(0);
-    wakeAll(batches_);
-  }
-}
-
-void StreamPage::waitFor(std::uint32_t batches) {
-  while (batches_.load() != batches) {
-    senderSleeps_.store(1);
-    if (batches_.load() != batches) {
-      sleepWhile(batches_, batches - 1);
-    }
-  }
-}
-
 void StreamReceiver::take(const void* data, std::size_t size) {
   const auto* const bytes = static_cast<const unsigned char*>(data);
   const auto number = static_cast<unsigned char>(taken_);

@@ -37,15 +37,14 @@ class StreamPage {
   Crew crew;
   StreamFigures figures;
 
-  void acknowledge(std::uint32_t batches);
-  void waitFor(std::uint32_t batches);
+  void acknowledge(std::uint32_t batches) { batches_.ring(batches); }
+  void waitFor(std::uint32_t batches) { batches_.waitWhile(batches - 1); }
   // Before the last batch is sent.
   void announceLast(std::uint32_t batches) { last_ = batches; }
   bool isLast(std::uint32_t batches) const { return last_ == batches; }
 
  private:
-  Word batches_;
-  Word senderSleeps_;
+  Bell batches_;
   Word last_;  // 0 = not known yet
 };
 

@@ -29,4 +29,11 @@ void Milestone::waitFor(std::uint32_t target) const {
   }
 }
 
+void Bell::sleep(std::uint32_t count) {
+  std::uint32_t awake = count << 1;
+  if (word_.compare_exchange_strong(awake, awake | kSleeps) || awake == (count << 1 | kSleeps)) {
+    sleepWhile(word_, count << 1 | kSleeps);
+  }
+}
+
 }  // namespace bench

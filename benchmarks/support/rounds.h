@@ -2,7 +2,9 @@
 // all of them, and each round beginning with another one, so that none has a place of its own.
 #pragma once
 
+#include <exception>
 #include <functional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -19,6 +21,17 @@ struct Turn {
 
 void playRounds(const Options& options, const std::vector<unsigned int>& parameters, std::size_t transports,
                 const std::function<void(const Turn&)>& play);
+
+// Runs one turn. What it throws names the transport and the workload.
+template <class Play>
+auto named(const std::string& transport, const Turn& turn, Play play) {
+  try {
+    return play();
+  } catch (const std::exception& error) {
+    throw std::runtime_error(transport + ", " + turn.placement.name + ", " + std::to_string(turn.parameter) + ": " +
+                             error.what());
+  }
+}
 
 // The main of every program: private folders, and errors told. Returns the exit code.
 int runProgram(char** argv, const std::function<void()>& program);
