@@ -1,12 +1,16 @@
 #include "platform/inprocess/observer_list.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <utility>
 
 #include "platform/inprocess/observer.h"
+#include "platform/inprocess/wait_graph.h"
 
 namespace vqframework {
 namespace {
+
+constexpr std::size_t kSpareSnapshots = 8;  // a fence is dearer than a few hundred bytes
 
 std::uint64_t bitsOf(const std::vector<unsigned int>& ids) {
   std::uint64_t bits = 0;
@@ -16,17 +20,43 @@ std::uint64_t bitsOf(const std::vector<unsigned int>& ids) {
   return ids.empty() ? ~std::uint64_t{0} : bits;
 }
 
+// Calls `visit(thread, frame)` for every frame of every thread until it returns true; whether it did.
+template <class Visit>
+bool anyFrame(const Visit& visit) {
+  for (ThreadNode* thread = newestThreadNode(); thread != nullptr; thread = thread->older) {
+    const CallFrame* frame = &thread->bottom;
+    for (; frame != nullptr; frame = frame->above.load(std::memory_order_acquire)) {
+      if (visit(*thread, *frame)) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
 }  // namespace
 
 bool ObserverList::Registration::lists(unsigned int id) const {
   return std::find(ids.begin(), ids.end(), id) != ids.end();
 }
 
+ObserverList::~ObserverList() = default;
+
 void ObserverList::add(VQObserver_* observer, const void* owner, std::vector<unsigned int> ids, std::uint64_t from) {
   VQObserverLinks::of(*observer).add(shared_from_this());
+  auto entry = std::make_shared<Entry>();
+  entry->idBits = bitsOf(ids);
+  entry->bitsTell = std::all_of(ids.begin(), ids.end(), [](unsigned int id) { return id < 64; });
+  entry->what = {observer, owner, std::move(ids), from};
   MutexLock lock(mutex_);
-  const std::uint64_t idBits = bitsOf(ids);
-  registrations_.push_back({observer, owner, std::move(ids), from, nextSerial_++, idBits});
+  const Snapshot* const now = snapshot_.load(std::memory_order_relaxed);
+  auto next = now == nullptr ? std::make_unique<Snapshot>() : std::make_unique<Snapshot>(*now);
+  next->push_back(std::move(entry));
+  replaceSnapshot(std::move(next));
+  if (snapshots_.size() > kSpareSnapshots) {
+    heavyFence();
+    freeUnusedSnapshots();
+  }
 }
 
 bool ObserverList::remove(const VQObserver_* observer, const void* owner) {
@@ -45,15 +75,26 @@ bool ObserverList::removeMatching(const Match& match) {
   bool found = false;
   {
     MutexLock lock(mutex_);
-    const auto matches = [&match](const Registration& entry) { return match.covers(entry.observer, entry.owner); };
-    const auto end = std::remove_if(registrations_.begin(), registrations_.end(), matches);
-    found = end != registrations_.end();
-    registrations_.erase(end, registrations_.end());
-    removals_ += found ? 1 : 0;
+    auto rest = std::make_unique<Snapshot>();
+    if (const Snapshot* const now = snapshot_.load(std::memory_order_relaxed)) {
+      for (const std::shared_ptr<Entry>& entry : *now) {
+        if (match.covers(entry->what)) {
+          entry->isAlive.store(false, std::memory_order_release);
+          found = true;
+        } else {
+          rest->push_back(entry);
+        }
+      }
+    }
+    if (found) {
+      replaceSnapshot(rest->empty() ? nullptr : std::move(rest));
+    }
+    heavyFence();
     // Waits also where nothing was found: another thread may have removed it a moment ago.
     if (!isForkedChild()) {
       waitForCalls(match);
     }
+    freeUnusedSnapshots();
   }
   if (found) {
     afterRemoval();
@@ -61,105 +102,158 @@ bool ObserverList::removeMatching(const Match& match) {
   return found;
 }
 
+void ObserverList::replaceSnapshot(std::unique_ptr<const Snapshot> next) {
+  snapshot_.store(next.get(), std::memory_order_release);
+  if (next != nullptr) {
+    snapshots_.push_back(std::move(next));
+  }
+}
+
+// After a heavy fence. At most one snapshot stays for each walk that is going on.
+void ObserverList::freeUnusedSnapshots() {
+  const auto isUnused = [this](const std::unique_ptr<const Snapshot>& snapshot) {
+    const void* const address = snapshot.get();
+    return address != snapshot_.load(std::memory_order_relaxed) &&
+           !anyFrame([address](const ThreadNode& /*thread*/, const CallFrame& frame) {
+             return frame.snapshot.load(std::memory_order_acquire) == address;
+           });
+  };
+  snapshots_.erase(std::remove_if(snapshots_.begin(), snapshots_.end(), isUnused), snapshots_.end());
+}
+
 void ObserverList::waitForCalls(const Match& match) {
-  std::vector<const RunningCall*> passed;  // calls whose thread waits for this one
-  while (const RunningCall* const call = callToWaitFor(match, passed)) {
-    if (!enterWait(currentThread(), call->thread)) {
-      passed.push_back(call);
-      continue;
+  std::vector<const CallFrame*> passed;  // calls whose thread waits for this one
+  for (;;) {
+    const RunningCall call = callToWaitFor(match, passed);
+    if (call.thread == nullptr) {
+      return;
     }
-    Waiter waiter{currentThread(), call, false, waiters_};
-    waiters_ = &waiter;
-    while (!waiter.done) {
-      callEnded_.wait(mutex_);
+    if (enterWait(currentThread(), call.thread)) {
+      waitForEnd(call);
+    } else {
+      passed.push_back(call.frame);
     }
   }
 }
 
-const ObserverList::RunningCall* ObserverList::callToWaitFor(const Match& match,
-                                                             const std::vector<const RunningCall*>& passed) const {
-  const ThreadNode* const self = currentThread();
-  for (const RunningCall* call = runningCalls_; call != nullptr; call = call->next) {
-    const bool isOwn = call->thread == self;
-    if (!isOwn && match.covers(call->observer, call->owner) &&
-        std::find(passed.begin(), passed.end(), call) == passed.end()) {
-      return call;
-    }
+void ObserverList::waitForEnd(const RunningCall& call) {
+  Waiter waiter{currentThread(), call.frame, false, waiters_};
+  waiters_ = &waiter;
+  waiterCount_.fetch_add(1, std::memory_order_release);
+  heavyFence();
+  // From here on the end of the call is seen there, or the waiter is seen by the call's thread.
+  while (!waiter.done && call.frame->registration.load(std::memory_order_acquire) == call.registration) {
+    callEnded_.wait(mutex_);
   }
-  return nullptr;
+  waiterCount_.fetch_sub(1, std::memory_order_relaxed);
+  if (!waiter.done) {
+    Waiter** place = &waiters_;
+    while (*place != &waiter) {
+      place = &(*place)->next;
+    }
+    *place = waiter.next;
+    leaveWait(waiter.thread);
+  }
+}
+
+ObserverList::RunningCall ObserverList::callToWaitFor(const Match& match,
+                                                      const std::vector<const CallFrame*>& passed) const {
+  const ThreadNode* const self = currentThread();
+  RunningCall found;
+  anyFrame([&](ThreadNode& thread, const CallFrame& frame) {
+    if (&thread == self || frame.list.load(std::memory_order_acquire) != this) {
+      return false;
+    }
+    const void* const registration = frame.registration.load(std::memory_order_acquire);
+    // Its snapshot stays while this thread holds the lock, see freeUnusedSnapshots.
+    const auto isIt = [&](const std::unique_ptr<const Snapshot>& snapshot) {
+      return std::any_of(snapshot->begin(), snapshot->end(), [&](const std::shared_ptr<Entry>& entry) {
+        return entry.get() == registration && match.covers(entry->what);
+      });
+    };
+    if (registration == nullptr || std::none_of(snapshots_.begin(), snapshots_.end(), isIt) ||
+        std::find(passed.begin(), passed.end(), &frame) != passed.end()) {
+      return false;
+    }
+    found = {&thread, &frame, registration};
+    return true;
+  });
+  return found;
 }
 
 void ObserverList::call(unsigned int id, void* data, unsigned int size, std::uint64_t sequence) {
+  OpenFrame frame(this);
+  const Snapshot* const snapshot = protectSnapshot(*frame);
+  if (snapshot == nullptr) {
+    return;
+  }
+  for (const std::shared_ptr<Entry>& entry : *snapshot) {
+    if (entry->takes(id) && entry->what.from <= sequence) {
+      makeCall(*frame, *entry, id, data, size);
+    }
+  }
+}
+
+// The present snapshot. It is there until the frame is closed.
+inline const ObserverList::Snapshot* ObserverList::protectSnapshot(CallFrame& frame) const {
+  const Snapshot* snapshot = snapshot_.load(std::memory_order_acquire);
+  for (;;) {
+    frame.snapshot.store(snapshot, std::memory_order_release);
+    lightFence();
+    const Snapshot* const now = snapshot_.load(std::memory_order_acquire);
+    if (now == snapshot) {
+      return snapshot;
+    }
+    snapshot = now;
+  }
+}
+
+inline void ObserverList::makeCall(CallFrame& frame, const Entry& entry, unsigned int id, void* data,
+                                   unsigned int size) {
+  frame.registration.store(&entry, std::memory_order_release);
+  lightFence();
+  if (entry.isAlive.load(std::memory_order_acquire)) {
+    frame.isInside.store(true, std::memory_order_relaxed);
+    entry.what.observer->Update(id, data, size);
+    frame.isInside.store(false, std::memory_order_relaxed);
+  }
+  frame.registration.store(nullptr, std::memory_order_release);
+  lightFence();
+  if (waiterCount_.load(std::memory_order_acquire) != 0) {
+    wakeWaiters(frame);
+  }
+}
+
+void ObserverList::wakeWaiters(const CallFrame& frame) {
   MutexLock lock(mutex_);
-  const std::uint64_t end = nextSerial_;
-  for (std::size_t i = 0; i < registrations_.size() && registrations_[i].serial < end; ++i) {
-    const Registration& registration = registrations_[i];
-    if (!registration.takes(id) || registration.from > sequence) {
-      continue;
-    }
-    const std::uint64_t serial = registration.serial;
-    const std::uint64_t removals = removals_;
-    makeCall(lock, registration, id, data, size);
-    if (removals != removals_) {
-      i = indexAfter(serial) - 1;
-    }
-  }
-}
-
-// The place of the first registration behind `serial`.
-std::size_t ObserverList::indexAfter(std::uint64_t serial) const {
-  const auto behind = [](std::uint64_t value, const Registration& entry) { return value < entry.serial; };
-  const auto found = std::upper_bound(registrations_.begin(), registrations_.end(), serial, behind);
-  return static_cast<std::size_t>(found - registrations_.begin());
-}
-
-void ObserverList::makeCall(MutexLock& lock, const Registration& registration, unsigned int id, void* data,
-                            unsigned int size) {
-  VQObserver_* const observer = registration.observer;
-  RunningCall call{observer, registration.owner, currentThread(), runningCalls_};
-  runningCalls_ = &call;
-  lock.unlock();
-  observer->Update(id, data, size);
-  lock.lock();
-  endCall(call);
-}
-
-void ObserverList::endCall(const RunningCall& call) {
-  RunningCall** place = &runningCalls_;
-  while (*place != &call) {
-    place = &(*place)->next;
-  }
-  *place = call.next;
-
-  bool anybody = false;
   for (Waiter** waiter = &waiters_; *waiter != nullptr;) {
-    if ((*waiter)->call == &call) {
+    if ((*waiter)->frame == &frame) {
       leaveWait((*waiter)->thread);
       (*waiter)->done = true;
       *waiter = (*waiter)->next;
-      anybody = true;
     } else {
       waiter = &(*waiter)->next;
     }
   }
-  if (anybody) {
-    callEnded_.notifyAll();
-  }
+  callEnded_.notifyAll();
 }
 
-bool ObserverList::isEmpty() const {
-  MutexLock lock(mutex_);
-  return registrations_.empty();
-}
-
+// In an observer; a thread that is only about to find out that a registration is dead does not count.
 bool ObserverList::isCallRunning() const {
-  MutexLock lock(mutex_);
-  return runningCalls_ != nullptr;
+  return anyFrame([this](const ThreadNode& /*thread*/, const CallFrame& frame) {
+    return frame.list.load(std::memory_order_acquire) == this && frame.isInside.load(std::memory_order_acquire);
+  });
 }
 
 std::vector<ObserverList::Registration> ObserverList::registrations() const {
   MutexLock lock(mutex_);
-  return registrations_;
+  std::vector<Registration> result;
+  if (const Snapshot* const now = snapshot_.load(std::memory_order_relaxed)) {
+    for (const std::shared_ptr<Entry>& entry : *now) {
+      result.push_back(entry->what);
+    }
+  }
+  return result;
 }
 
 }  // namespace vqframework

@@ -29,5 +29,8 @@ bool VQSubject::RemoveObserver(VQObserver_* observer) {
 }
 
 void VQSubject::NotifyObserver(unsigned int id, void* data, unsigned int size, unsigned int /*type*/) {
-  state_->observers->call(id, data, size);
+  // Most subjects of a process have nobody: half of all messages end here.
+  if (!state_->observers->isEmpty()) {
+    state_->observers->call(id, data, size);
+  }
 }

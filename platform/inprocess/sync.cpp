@@ -17,10 +17,9 @@ constexpr const char* kLogFile = "VQFramework/Sync/VQSync";
 }  // namespace
 
 // One word says who holds the lock and whether somebody waits. Free and unwatched, it is taken and given back by one
-// exchange each; whoever must wait does so on a mutex and a condition variable. (Not a timed mutex: the sanitizers report
-// false errors on those.)
-// While the waiters' bit is set every change goes through the mutex, so that a thread that gives the lock back is out of
-// the object before the next holder can have it, and may destroy it.
+// exchange each; whoever must wait does so on a mutex and a condition variable. (Not a timed mutex: the sanitizers
+// report false errors on those.) While the waiters' bit is set every change goes through the mutex, so that a thread
+// that gives the lock back is out of the object before the next holder can have it, and may destroy it.
 struct VQSync::State {
   static constexpr std::uintptr_t kHasWaiters = 1;
 

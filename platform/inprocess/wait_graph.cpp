@@ -13,11 +13,6 @@ Mutex& graphMutex() {
 
 }  // namespace
 
-ThreadNode* currentThread() {
-  static thread_local ThreadNode node;
-  return &node;
-}
-
 bool enterWait(ThreadNode* waiter, ThreadNode* other) {
   MutexLock lock(graphMutex());
   for (const ThreadNode* node = other; node != nullptr; node = node->waitsFor) {

@@ -1,14 +1,9 @@
 // Which thread waits for which, so that two threads that take each other's observers off do not wait for ever.
 #pragma once
 
+#include "platform/inprocess/thread_node.h"
+
 namespace vqframework {
-
-// A thread as the graph knows it. Lives as long as the thread.
-struct ThreadNode {
-  ThreadNode* waitsFor = nullptr;  // guarded by the graph's own lock
-};
-
-ThreadNode* currentThread();
 
 // Notes that `waiter` is about to wait for `other`. False, and nothing is noted, when `other` waits for `waiter`
 // already, directly or through others: the new wait would close the circle.
