@@ -100,7 +100,7 @@ void Delivery::afterRemoval() {
 
 void Delivery::run(MessageLog& log, std::uint64_t position) {
   pthread_setname_np(pthread_self(), "vq-delivery");
-  Reader reader{log, position, 0, 0, {}, AttachedProcess(log.object()), {}};
+  Reader reader{log, position, 0, 0, {}, AttachedProcess(log.object()), {}, {}};
   {
     MutexLock lock(mutex_);
     thread_ = currentThread();
@@ -110,11 +110,12 @@ void Delivery::run(MessageLog& log, std::uint64_t position) {
   }
 }
 
-// Takes over what is registered now. False, and the thread must end, when that is nothing.
 bool Delivery::refresh(Reader& reader) {
-  if (reader.version == version_.load(std::memory_order_acquire)) {
-    return true;
-  }
+  return reader.version == version_.load(std::memory_order_acquire) || takeOver(reader);
+}
+
+// Takes over what is registered now. False, and the thread must end, when that is nothing.
+bool Delivery::takeOver(Reader& reader) {
   MutexLock lock(mutex_);
   reader.version = version_.load(std::memory_order_acquire);
   std::vector<std::uint32_t> ids;
@@ -155,6 +156,7 @@ void Delivery::readNext(Reader& reader) {
     case MessageLog::Read::kTaken:
       const std::uint64_t sequence = reader.position++;
       reader.place.setPosition(reader.position);
+      reader.polling.onMessage(message);
       if (!message.isControl) {
         reader.losses.onMessage(message);
         call(message.id, message.payload, message.size, sequence);
@@ -163,15 +165,21 @@ void Delivery::readNext(Reader& reader) {
   }
   const std::uint64_t lost = reader.losses.takeFinishedBurst(reader.position);
   if (lost != 0) {
-    reader.place.addLost(lost);
-    VQDbgOutput::DbgPrint(kLogFile, "deliver", 0, 1, "too slow: %llu messages lost\n",
-                          static_cast<unsigned long long>(lost));
+    report(reader, lost);
   }
 }
 
-// Everything is read. (A receiver that expects an answer at once may look again for a while here, instead of sleeping.)
-void Delivery::rest(const Reader& reader, std::uint32_t posted) {
-  reader.log.sleep(posted, reader.groups);
+void Delivery::report(Reader& reader, std::uint64_t lost) {
+  reader.place.addLost(lost);
+  VQDbgOutput::DbgPrint(kLogFile, "deliver", 0, 1, "too slow: %llu messages lost\n",
+                        static_cast<unsigned long long>(lost));
+}
+
+// Everything is read.
+void Delivery::rest(Reader& reader, std::uint32_t posted) {
+  if (!reader.polling.bridges(reader.log, posted)) {
+    reader.log.sleep(posted, reader.groups);
+  }
 }
 
 void Delivery::findPlaceAgain(Reader& reader) {

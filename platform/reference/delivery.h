@@ -12,6 +12,7 @@
 #include "platform/reference/attach_table.h"
 #include "platform/reference/loss_counter.h"
 #include "platform/reference/message_log.h"
+#include "platform/reference/polling.h"
 
 namespace vqframework {
 
@@ -32,6 +33,7 @@ class Delivery : public ObserverList {
     LossCounter losses;
     AttachedProcess place;
     Message message;
+    Polling polling;
   };
 
   void afterRemoval() override;
@@ -39,9 +41,11 @@ class Delivery : public ObserverList {
   bool startThread(MessageLog& log, std::uint64_t position) VQ_REQUIRES(mutex_);
   void run(MessageLog& log, std::uint64_t position);
   bool refresh(Reader& reader);
+  [[gnu::cold]] bool takeOver(Reader& reader);
   void readNext(Reader& reader);
-  void rest(const Reader& reader, std::uint32_t posted);
-  void findPlaceAgain(Reader& reader);
+  void rest(Reader& reader, std::uint32_t posted);
+  [[gnu::cold]] void findPlaceAgain(Reader& reader);
+  [[gnu::cold]] static void report(Reader& reader, std::uint64_t lost);
 
   Mutex mutex_;  // before the log's posting lock and the list's own lock; not held while observers run
   Condition threadEnded_;

@@ -45,10 +45,7 @@ void LossCounter::onSkip(const MessageLog::Snapshot& snapshot) {
   inBurst_ = true;
 }
 
-std::uint64_t LossCounter::takeFinishedBurst(std::uint64_t position) {
-  if (!inBurst_ || position < burst_.head) {
-    return 0;
-  }
+std::uint64_t LossCounter::finishBurst() {
   inBurst_ = false;
   for (std::size_t i = 0; i < followed_.size(); ++i) {
     countUpTo(followed_[i], burst_.numbers[i]);

@@ -28,9 +28,12 @@ class LossCounter {
   void onSkip(const MessageLog::Snapshot& snapshot);
 
   // The losses of a burst, once the reader has passed its end; 0 otherwise.
-  std::uint64_t takeFinishedBurst(std::uint64_t position);
+  std::uint64_t takeFinishedBurst(std::uint64_t position) {
+    return inBurst_ && position >= burst_.head ? finishBurst() : 0;
+  }
 
  private:
+  [[gnu::cold]] std::uint64_t finishBurst();
   bool countUpTo(Followed& followed, std::uint32_t number);
 
   std::vector<Followed> followed_;

@@ -2,14 +2,15 @@
 
 #include <string.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <algorithm>
+#include <iterator>
 #include <string>
 
 #include "VQFramework/Debug/VQDbgOutput.h"
 #include "platform/inprocess/mutex.h"
 #include "platform/reference/futex.h"
+#include "platform/reference/process_id.h"
 #include "platform/reference/robust_mutex.h"
 #include "platform/reference/wake_debt.h"
 
@@ -18,6 +19,8 @@ namespace {
 
 constexpr std::uint32_t kEveryGroup = (1U << kGroupCount) - 1;
 constexpr std::uint32_t kOneSleeper = 1U << kGroupCount;
+constexpr std::uint32_t kSizeBits = 16;
+constexpr std::uint32_t kSizeMask = (1U << kSizeBits) - 1;
 constexpr std::uint64_t kOneChange = 1ULL << kGroupCount;
 
 void initializeLogObject(void* object) {
@@ -29,12 +32,6 @@ constexpr SharedObjectKind kLogKind = {kMessageLogMagic, kMessageLogVersion, siz
                                        &initializeLogObject};
 
 std::atomic<MessageLog*> openedLog{nullptr};  // never taken back: late destructors still post
-
-// Asked of the kernel once: a forked child, which would have another, does not post.
-std::uint32_t processId() {
-  static const std::uint32_t id = static_cast<std::uint32_t>(getpid());
-  return id;
-}
 
 // The bit by which a process wakes its own receiver; others that share it wake for nothing.
 std::uint32_t kickBit() {
@@ -50,25 +47,36 @@ std::uint64_t monotonicNanoseconds() {
 // Payloads are copied word by word through atomics: a reader may copy a slot while a poster overwrites it, and finds
 // out afterwards.
 void storePayload(MessageSlot& slot, const void* data, std::size_t size) {
-  const unsigned char* from = static_cast<const unsigned char*>(data);
-  for (std::size_t word = 0; word * sizeof(MessageWord) < size; ++word) {
-    MessageWord value = 0;
-    const std::size_t done = word * sizeof(MessageWord);
-    memcpy(&value, from + done, std::min(sizeof value, size - done));
+  const unsigned char* const from = static_cast<const unsigned char*>(data);
+  const std::size_t whole = size / sizeof(MessageWord);
+  for (std::size_t word = 0; word < whole; ++word) {
+    MessageWord value;
+    memcpy(&value, from + word * sizeof value, sizeof value);
     slot.payload[word].store(value, std::memory_order_relaxed);
+  }
+  if (const std::size_t rest = size % sizeof(MessageWord)) {
+    MessageWord value = 0;
+    memcpy(&value, from + whole * sizeof value, rest);
+    slot.payload[whole].store(value, std::memory_order_relaxed);
   }
 }
 
 // Leaves zeros behind the payload, without writing more than the last one left there.
 void loadPayload(const MessageSlot& slot, Message& message) {
-  std::size_t copied = 0;
-  for (; copied < message.size; copied += sizeof(MessageWord)) {
-    const MessageWord value = slot.payload[copied / sizeof(MessageWord)].load(std::memory_order_relaxed);
-    memcpy(message.payload + copied, &value, sizeof value);
+  const std::size_t whole = message.size / sizeof(MessageWord);
+  for (std::size_t word = 0; word < whole; ++word) {
+    const MessageWord value = slot.payload[word].load(std::memory_order_relaxed);
+    memcpy(message.payload + word * sizeof value, &value, sizeof value);
   }
-  const std::size_t end = std::max(copied, message.used);
-  if (end > message.size) {
-    memset(message.payload + message.size, 0, end - message.size);
+  if (message.used > message.size) {
+    memset(message.payload + message.size, 0, message.used - message.size);
+  }
+  if (const std::size_t rest = message.size % sizeof(MessageWord)) {
+    static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
+                  "the channel's byte order; the first bytes are the low ones");
+    const MessageWord value =
+        slot.payload[whole].load(std::memory_order_relaxed) & ((MessageWord{1} << (rest * 8)) - 1);
+    memcpy(message.payload + whole * sizeof value, &value, sizeof value);
   }
   message.used = message.size;
 }
@@ -149,7 +157,7 @@ void MessageLog::append(std::uint32_t id, const void* data, std::uint32_t size, 
   slot.time.store(monotonicNanoseconds(), std::memory_order_relaxed);
   slot.number.store(number, std::memory_order_relaxed);
   slot.id.store(id, std::memory_order_relaxed);
-  slot.size.store(isControl ? kControlMessage : size, std::memory_order_relaxed);
+  slot.size.store(isControl ? kControlMessage : size | processor_.now() << kSizeBits, std::memory_order_relaxed);
   slot.pid.store(processId(), std::memory_order_relaxed);
   storePayload(slot, data, size);
   slot.sequence.store(sequence + 1, std::memory_order_release);
@@ -203,7 +211,7 @@ void MessageLog::repair() {
   if (head != 0) {
     const MessageSlot& last = object_->slots[(head - 1) % kSlotCount];
     IdentifierCount* const count = countOf(last.id.load(std::memory_order_relaxed), false);
-    const bool isControl = last.size.load(std::memory_order_relaxed) == kControlMessage;
+    const bool isControl = (last.size.load(std::memory_order_relaxed) & kControlMessage) != 0;
     const bool isWhole = last.sequence.load(std::memory_order_relaxed) == head;
     if (count != nullptr && isWhole && !isControl) {
       count->posted.store(last.number.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
@@ -234,6 +242,15 @@ std::uint32_t MessageLog::posted() const {
   return object_->posted.load(std::memory_order_acquire);
 }
 
+std::uint32_t MessageLog::sleeperCount() const {
+  return object_->sleepers.load(std::memory_order_relaxed) / kOneSleeper;
+}
+
+std::uint32_t MessageLog::receiverCount() const {
+  const auto isTaken = [](const AttachedPlace& place) { return place.pid.load(std::memory_order_relaxed) != 0; };
+  return static_cast<std::uint32_t>(std::count_if(std::begin(object_->places), std::end(object_->places), isTaken));
+}
+
 MessageLog::Read MessageLog::read(std::uint64_t position, Message& message) const {
   if (position == object_->head.load(std::memory_order_acquire)) {
     return Read::kNothingNew;
@@ -242,8 +259,10 @@ MessageLog::Read MessageLog::read(std::uint64_t position, Message& message) cons
   if (slot.sequence.load(std::memory_order_acquire) != position + 1) {
     return Read::kOverwritten;
   }
-  const std::uint32_t size = slot.size.load(std::memory_order_relaxed);
-  message.isControl = size == kControlMessage;
+  const std::uint32_t sizeWord = slot.size.load(std::memory_order_relaxed);
+  const std::uint32_t size = sizeWord & kSizeMask;
+  message.isControl = (sizeWord & kControlMessage) != 0;
+  message.processor = sizeWord >> kSizeBits;
   message.size = size <= VQSharedMemNotifier::kMaxPayload ? size : 0;
   message.id = slot.id.load(std::memory_order_relaxed);
   message.number = slot.number.load(std::memory_order_relaxed);

@@ -8,11 +8,12 @@
 #include <vector>
 
 #include "platform/reference/message_log_layout.h"
+#include "platform/reference/recent_processor.h"
 
 namespace vqframework {
 
-// One message as a reader took it: a copy of its own, aligned for any type and followed by zeros. A reader keeps one and
-// reads into it again and again.
+// One message as a reader took it: a copy of its own, aligned for any type and followed by zeros. A reader keeps one
+// and reads into it again and again.
 struct Message {
   // What a handler may read behind a payload that is shorter than its record.
   static constexpr std::size_t kZerosBehind = 512;
@@ -22,8 +23,9 @@ struct Message {
   std::uint32_t number = 0;
   std::uint32_t pid = 0;
   std::uint64_t time = 0;
+  std::uint32_t processor = 0;  // on which the sender was a few messages ago
   bool isControl = false;
-  std::size_t used = 0;  // behind these bytes of `payload` there are zeros only
+  std::size_t used = 0;  // behind so many bytes of `payload` there are zeros only
   alignas(64) unsigned char payload[VQSharedMemNotifier::kMaxPayload + kZerosBehind] = {};
 };
 
@@ -57,13 +59,18 @@ class MessageLog {
 
   // The oldest message that is still there, as seen by somebody who is at `position` and was told kOverwritten.
   // Fills in where the log stands; `ids` are the identifiers to count.
-  std::uint64_t skip(std::uint64_t position, const std::vector<std::uint32_t>& ids, Snapshot& snapshot);
+  [[gnu::cold]] std::uint64_t skip(std::uint64_t position, const std::vector<std::uint32_t>& ids, Snapshot& snapshot);
 
   Snapshot snapshot(const std::vector<std::uint32_t>& ids);
 
   // The futex word. To be loaded before the read that finds nothing new, and handed to `sleep` then. (Not the reader's
   // position: where a poster died between `head` and the word the two differ, and nobody could sleep.)
   std::uint32_t posted() const;
+
+  // How many receivers sleep, of all processes. Those that were killed asleep count until the others are up.
+  std::uint32_t sleeperCount() const;
+  // Processes that receive, as far as the table has room for them.
+  std::uint32_t receiverCount() const;
 
   // Sleeps until a message of one of the groups is posted, unless the futex word has changed. May wake for no reason.
   void sleep(std::uint32_t posted, std::uint32_t groups);
@@ -84,11 +91,12 @@ class MessageLog {
   void append(std::uint32_t id, const void* data, std::uint32_t size, bool isControl);
   std::uint32_t takeWakes(std::uint32_t group);
   void addOwed(std::uint32_t groups);
-  void repair();
+  [[gnu::cold]] void repair();
   IdentifierCount* countOf(std::uint32_t id, bool mayAdd);
   Snapshot snapshotLocked(const std::vector<std::uint32_t>& ids);
 
   MessageLogObject* const object_;
+  RecentProcessor processor_;  // of this process's posts; under the posting lock
 };
 
 }  // namespace vqframework

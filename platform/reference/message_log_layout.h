@@ -35,7 +35,7 @@ namespace vqframework {
 
 constexpr const char* kMessageLogName = "VQSharedMemNotifier.log";
 constexpr std::uint32_t kMessageLogMagic = 0x4E4D5156U;  // "VQMN"
-constexpr std::uint32_t kMessageLogVersion = 1;
+constexpr std::uint32_t kMessageLogVersion = 2;
 
 // A receiver may be this many messages behind before it loses any.
 constexpr std::uint32_t kSlotCount = 8192;
@@ -51,7 +51,8 @@ struct alignas(64) MessageSlot {
   std::atomic<std::uint64_t> time;      // CLOCK_MONOTONIC of the post, nanoseconds
   std::atomic<std::uint32_t> number;    // how many messages of this identifier were posted before, modulo 2^32
   std::atomic<std::uint32_t> id;
-  std::atomic<std::uint32_t> size;  // payload bytes; kControlMessage = for nobody
+  std::atomic<std::uint32_t> size;  // low half: payload bytes; above: on which processor it was posted, as a hint;
+                                    // kControlMessage = for nobody
   std::atomic<std::uint32_t> pid;   // sender
   std::atomic<MessageWord> payload[kMessageWords];
 };

@@ -1,12 +1,11 @@
 #include "platform/reference/named_lock.h"
 
-#include <unistd.h>
-
 #include <map>
 
 #include "VQFramework/Debug/VQDbgOutput.h"
 #include "platform/inprocess/fork_state.h"
 #include "platform/inprocess/mutex.h"
+#include "platform/reference/process_id.h"
 #include "platform/reference/robust_mutex.h"
 #include "platform/reference/wake_debt.h"
 
@@ -31,12 +30,6 @@ std::uint64_t threadNumber() {
     number = last.fetch_add(1, std::memory_order_relaxed) + 1;
   }
   return number;
-}
-
-// Asked of the kernel once: a forked child, which would have another, takes no locks.
-std::uint32_t processId() {
-  static const std::uint32_t id = static_cast<std::uint32_t>(getpid());
-  return id;
 }
 
 struct Registry {
@@ -103,10 +96,8 @@ void NamedLock::lock() {
     ownerThread_.store(self, std::memory_order_relaxed);
     depth_ = 0;
     object_->holderPid.store(processId(), std::memory_order_relaxed);
-    if (taken == Taken::kContended) {
-      object_->contendedAcquisitions.fetch_add(1, std::memory_order_relaxed);
-    } else if (taken == Taken::kOwnerDied) {
-      reportDeadOwner();
+    if (taken != Taken::kFree) {
+      noteTrouble(taken);
     }
   }
   ++depth_;
@@ -125,7 +116,11 @@ void NamedLock::unlock() {
   namedLockLeft();
 }
 
-void NamedLock::reportDeadOwner() const {
+void NamedLock::noteTrouble(Taken taken) const {
+  if (taken == Taken::kContended) {
+    object_->contendedAcquisitions.fetch_add(1, std::memory_order_relaxed);
+    return;
+  }
   VQDbgOutput::DbgPrint(kLogFile, "lock", 0, 1, "lock \"%s\": its holder died; taken over\n", name_.c_str());
 }
 

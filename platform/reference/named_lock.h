@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/reference/robust_mutex.h"
 #include "platform/reference/shared_object.h"
 
 namespace vqframework {
@@ -36,7 +37,7 @@ class NamedLock {
  private:
   explicit NamedLock(const std::string& name);
   void usePrivateObject();
-  void reportDeadOwner() const;
+  [[gnu::cold]] void noteTrouble(Taken taken) const;
 
   const std::string name_;
   LockObject* object_ = nullptr;

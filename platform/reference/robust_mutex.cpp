@@ -2,18 +2,12 @@
 
 #include <errno.h>
 
+#include "platform/reference/pause.h"
+
 namespace vqframework {
 namespace {
 
 constexpr int kTriesBeforeSleep = 50;
-
-void pauseBriefly() {
-#if defined(__x86_64__) || defined(__i386__)
-  __builtin_ia32_pause();
-#elif defined(__arm__) || defined(__aarch64__)
-  asm volatile("yield");
-#endif
-}
 
 }  // namespace
 
@@ -28,8 +22,8 @@ void initializeRobustMutex(pthread_mutex_t& mutex) {
   pthread_mutexattr_destroy(&attributes);
 }
 
-Taken lockRobustMutex(pthread_mutex_t& mutex) {
-  int result = pthread_mutex_trylock(&mutex);
+Taken lockRobustMutexAfter(int firstResult, pthread_mutex_t& mutex) {
+  int result = firstResult;
   const bool contended = result == EBUSY;
   for (int tries = 1; result == EBUSY && tries < kTriesBeforeSleep; ++tries) {
     pauseBriefly();
@@ -43,10 +37,6 @@ Taken lockRobustMutex(pthread_mutex_t& mutex) {
     return Taken::kOwnerDied;
   }
   return contended ? Taken::kContended : Taken::kFree;
-}
-
-void unlockRobustMutex(pthread_mutex_t& mutex) {
-  pthread_mutex_unlock(&mutex);
 }
 
 }  // namespace vqframework

@@ -26,7 +26,7 @@ std::uint32_t sizeOf(const iOSAppCommonDataSlot& slot) {
 // In pieces: for more than 2 KiB the C library turns to a string instruction, which is not faster and counts as one
 // instruction a byte where the cost of a message is watched.
 void clear(std::uint8_t* bytes, std::size_t count) {
-  constexpr std::size_t kPiece = 1024;
+  constexpr std::size_t kPiece = 2048;
   for (std::size_t done = 0; done < count; done += kPiece) {
     memset(bytes + done, 0, std::min(kPiece, count - done));
   }
@@ -61,7 +61,7 @@ std::uint32_t readSizeFromRing(const iOSAppCommonLocalMem& endpoint, std::uint32
   return sizeOf(*slot);
 }
 
-bool readSlotFromRing(const iOSAppCommonLocalMem& endpoint, std::uint32_t slotIndex, std::uint8_t* destination) {
+bool readSlotFromRing(const iOSAppCommonLocalMem& endpoint, std::uint32_t slotIndex, SlotCopy& copy) {
   const iOSAppCommonDataSlot* const slot = findSlot(endpoint, slotIndex);
   if (slot == nullptr) {
     return false;
@@ -70,8 +70,11 @@ bool readSlotFromRing(const iOSAppCommonLocalMem& endpoint, std::uint32_t slotIn
   {
     VQSyncGuard guard(endpoint);
     size = sizeOf(*slot);
-    memcpy(destination, slot->data, size);
+    memcpy(copy.bytes, slot->data, size);
   }
-  clear(destination + size, kSlotBytes - size);
+  if (copy.used > size) {
+    clear(copy.bytes + size, copy.used - size);
+  }
+  copy.used = size;
   return true;
 }

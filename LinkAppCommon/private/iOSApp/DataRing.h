@@ -17,6 +17,12 @@ bool writeToRing(iOSAppCommonLocalMem& endpoint, std::uint32_t appId, const unsi
 // 1..4096; 0 where the segment is not mapped, the index is beyond the ring, or the slot was never written.
 std::uint32_t readSizeFromRing(const iOSAppCommonLocalMem& endpoint, std::uint32_t slotIndex);
 
-// Fills a whole slot, iOSAppCommonDataList::kSlotBytes, with the message and zeros behind it. False, and nothing
-// changes, where the segment is not mapped or the index is beyond the ring.
-bool readSlotFromRing(const iOSAppCommonLocalMem& endpoint, std::uint32_t slotIndex, std::uint8_t* slot);
+// Room for a whole slot.
+struct SlotCopy {
+  std::uint8_t* bytes;  // iOSAppCommonDataList::kSlotBytes of them
+  std::uint32_t used;   // behind so many of them there are zeros only
+};
+
+// Fills the copy with the message and zeros behind it. False, and nothing changes, where the segment is not mapped or
+// the index is beyond the ring.
+bool readSlotFromRing(const iOSAppCommonLocalMem& endpoint, std::uint32_t slotIndex, SlotCopy& copy);

@@ -1,7 +1,5 @@
 #include "MemPack.h"
 
-#include <algorithm>
-
 #include "ChannelValues.h"
 #include "LinkAppCommon/iOSAppCommonLocalMem.h"
 #include "NotifyIds.h"
@@ -26,7 +24,10 @@ void destroyMemPack(iOSAppMemPack* pack) {
 }
 
 iOSAppMemPack* findMemPack(const std::vector<iOSAppMemPack*>& packs, std::uint32_t deviceId) {
-  const auto found = std::find_if(packs.begin(), packs.end(),
-                                  [deviceId](const iOSAppMemPack* pack) { return pack->deviceId == deviceId; });
-  return found != packs.end() ? *found : nullptr;
+  for (iOSAppMemPack* const pack : packs) {
+    if (pack->deviceId == deviceId) {
+      return pack;
+    }
+  }
+  return nullptr;
 }

@@ -92,15 +92,17 @@ unsigned int iOSAppCommonClient::onFromDeviceUpdate(unsigned int id, void* data,
   if (pack == nullptr) {
     return 0;
   }
+  // Valid during the call only, so every message of a delivery thread may lie in the same place.
+  static thread_local std::uint8_t bytes[iOSAppCommonDataList::kSlotBytes];
+  static thread_local SlotCopy slot = {bytes, 0};
   const std::uint32_t messageSize = readSizeFromRing(*pack->fromDevice, announcement.slotIndex);
-  std::uint8_t slot[iOSAppCommonDataList::kSlotBytes];  // valid during the call only, so it needs no allocation
   if (messageSize == 0 || !readSlotFromRing(*pack->fromDevice, announcement.slotIndex, slot)) {
     return 0;
   }
   iosapp_def_::CommData received;
   received.deviceId = announcement.deviceId;
   received.appName = appName;
-  received.data = slot;
+  received.data = bytes;
   received.size = messageSize;
   NotifyObserver(kClientCommData, &received, kCommDataSize, kNotificationType);
   return 0;

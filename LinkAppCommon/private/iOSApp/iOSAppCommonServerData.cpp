@@ -37,8 +37,10 @@ unsigned int iOSAppCommonServer::onFromHUUpdate(unsigned int id, void* data, uns
   if (messageSize == 0) {
     return 0;
   }
-  std::unique_ptr<std::uint8_t[]> slot(new (std::nothrow) std::uint8_t[iOSAppCommonDataList::kSlotBytes]);
-  if (slot == nullptr || !readSlotFromRing(*pack->fromHU, announcement.slotIndex, slot.get())) {
+  constexpr std::uint32_t kBytes = iOSAppCommonDataList::kSlotBytes;
+  std::unique_ptr<std::uint8_t[]> bytes(new (std::nothrow) std::uint8_t[kBytes]);
+  SlotCopy slot = {bytes.get(), kBytes};
+  if (bytes == nullptr || !readSlotFromRing(*pack->fromHU, announcement.slotIndex, slot)) {
     return 0;
   }
   iosapp_def_::CommData received;
@@ -46,7 +48,7 @@ unsigned int iOSAppCommonServer::onFromHUUpdate(unsigned int id, void* data, uns
   received.size = messageSize;
   received.sessionId = getSessionIdFromAppList(announcement.appId);
   // From here on the array belongs to the one observer of this server, who releases it.
-  received.data = slot.release();
+  received.data = bytes.release();
   NotifyObserver(kServerCommData, &received, kCommDataSize, kNotificationType);
   return 0;
 }
