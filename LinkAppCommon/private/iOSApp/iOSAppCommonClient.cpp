@@ -1,8 +1,9 @@
 #include "LinkAppCommon/iOSAppCommonClient.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
+#include <string>
+#include <utility>
 
 #include "ChannelValues.h"
 #include "ClientLog.h"
@@ -39,30 +40,51 @@ void eraseDevice(std::vector<Record>& list, std::uint32_t deviceId) {
   eraseWhere(list, [deviceId](const Record& record) { return record.deviceId == deviceId; });
 }
 
-std::string formatAddress(const std::uint8_t (&address)[6]) {
-  char text[18] = "";
-  snprintf(text, sizeof(text), "%02x:%02x:%02x:%02x:%02x:%02x", address[0], address[1], address[2], address[3],
-           address[4], address[5]);
-  return text;
+void formatAddress(const std::uint8_t (&address)[6], std::string& text) {
+  constexpr const char* kDigits = "0123456789abcdef";
+  text.clear();
+  for (const std::uint8_t byte : address) {
+    if (!text.empty()) {
+      text += ':';
+    }
+    text += kDigits[byte >> 4];
+    text += kDigits[byte & 0xF];
+  }
 }
 
-// `connection` says over which link and with which protocol, `status` how far the link is.
-iOSAppCommonClient::DeviceInfo makeDeviceInfo(std::uint32_t deviceId, const ConnectInfo& connection,
-                                              std::uint32_t status, const BtHfInfo& handsFree,
-                                              const std::string& appName) {
-  iOSAppCommonClient::DeviceInfo info;
-  info.deviceId = static_cast<std::uint8_t>(deviceId);
-  info.btAddress = formatAddress(handsFree.btAddress);
-  if (connection.connectType == kConnectTypeBluetooth) {
-    info.btSppStatus = status;
-    info.btSppName = appName;
-  } else {
-    info.usbStatus = status;
-    info.usbName = appName;
+// A record whose texts keep their room from message to message: connection messages reach every client of the machine
+// and take no memory. A call within a call finds the spare one gone and makes another.
+class SpareDeviceInfo {
+ public:
+  SpareDeviceInfo() : info_(std::move(spare())) {}
+  ~SpareDeviceInfo() { spare() = std::move(info_); }
+  SpareDeviceInfo(const SpareDeviceInfo&) = delete;
+  SpareDeviceInfo& operator=(const SpareDeviceInfo&) = delete;
+
+  iOSAppCommonClient::DeviceInfo* get() { return &info_; }
+
+ private:
+  static iOSAppCommonClient::DeviceInfo& spare() {
+    static thread_local iOSAppCommonClient::DeviceInfo info;
+    return info;
   }
+
+  iOSAppCommonClient::DeviceInfo info_;
+};
+
+// `connection` says over which link and with which protocol, `status` how far the link is. Leaves nothing as it was.
+void fillDeviceInfo(iOSAppCommonClient::DeviceInfo& info, std::uint32_t deviceId, const ConnectInfo& connection,
+                    std::uint32_t status, const BtHfInfo& handsFree, const std::string& appName) {
+  const bool isBluetooth = connection.connectType == kConnectTypeBluetooth;
+  info.deviceId = static_cast<std::uint8_t>(deviceId);
+  formatAddress(handsFree.btAddress, info.btAddress);
+  info.btSppStatus = isBluetooth ? status : 0;
+  info.btSppName.clear();
+  info.usbStatus = isBluetooth ? 0 : status;
+  info.usbName.clear();
+  (isBluetooth ? info.btSppName : info.usbName) = appName;
   info.iapVersion = connection.iapType != 0 ? 2 : 1;
   info.hfpConnected = handsFree.btConnected == kHandsFreeConnected ? 1 : 0;
-  return info;
 }
 
 }  // namespace
@@ -189,8 +211,9 @@ void iOSAppCommonClient::onConnectStatus(const ConnectStatusNotify& message) {
     removeSessionInfoFromList(message.deviceId, kNoApp);
   }
   const std::uint32_t status = message.connectStatus != 0 ? kLinkConnected : kLinkNotConnected;
-  DeviceInfo info = makeDeviceInfo(message.deviceId, connection, status, handsFree, appName);
-  NotifyObserver(kClientDeviceInfo, &info, kClientDeviceInfoSize, kNotificationType);
+  SpareDeviceInfo info;
+  fillDeviceInfo(*info.get(), message.deviceId, connection, status, handsFree, appName);
+  NotifyObserver(kClientDeviceInfo, info.get(), kClientDeviceInfoSize, kNotificationType);
 }
 
 void iOSAppCommonClient::onSessionStatus(const ConnectStatusNotify& message) {
@@ -214,8 +237,9 @@ void iOSAppCommonClient::onSessionStatus(const ConnectStatusNotify& message) {
     removeSessionInfoFromList(message.deviceId, message.appId);
   }
   const std::uint32_t status = opened ? kLinkSessionOpen : kLinkConnected;
-  DeviceInfo info = makeDeviceInfo(message.deviceId, connection, status, handsFree, appName);
-  NotifyObserver(kClientDeviceInfo, &info, kClientDeviceInfoSize, kNotificationType);
+  SpareDeviceInfo info;
+  fillDeviceInfo(*info.get(), message.deviceId, connection, status, handsFree, appName);
+  NotifyObserver(kClientDeviceInfo, info.get(), kClientDeviceInfoSize, kNotificationType);
 }
 
 void iOSAppCommonClient::onBtHfStatus(const ConnectStatusNotify& message) {
@@ -234,8 +258,9 @@ void iOSAppCommonClient::onBtHfStatus(const ConnectStatusNotify& message) {
   if (connection.connectStatus == kDeviceConnected) {
     status = isSessionOpened(message.deviceId, appId) != 0 ? kLinkSessionOpen : kLinkConnected;
   }
-  DeviceInfo info = makeDeviceInfo(message.deviceId, connection, status, handsFree, appName);
-  NotifyObserver(kClientDeviceInfo, &info, kClientDeviceInfoSize, kNotificationType);
+  SpareDeviceInfo info;
+  fillDeviceInfo(*info.get(), message.deviceId, connection, status, handsFree, appName);
+  NotifyObserver(kClientDeviceInfo, info.get(), kClientDeviceInfoSize, kNotificationType);
 }
 
 void iOSAppCommonClient::onPlaybackAppInfo(const ConnectStatusNotify& message) {
