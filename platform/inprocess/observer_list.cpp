@@ -158,6 +158,8 @@ void ObserverList::waitForEnd(const RunningCall& call) {
 
 ObserverList::RunningCall ObserverList::callToWaitFor(const Match& match,
                                                       const std::vector<const CallFrame*>& passed) const {
+  // The snapshots of running calls stay while this thread holds the lock, see freeUnusedSnapshots.
+  const std::vector<const Entry*> meant = entriesThatMatch(match);
   const ThreadNode* const self = currentThread();
   RunningCall found;
   anyFrame([&](ThreadNode& thread, const CallFrame& frame) {
@@ -165,13 +167,7 @@ ObserverList::RunningCall ObserverList::callToWaitFor(const Match& match,
       return false;
     }
     const void* const registration = frame.registration.load(std::memory_order_acquire);
-    // Its snapshot stays while this thread holds the lock, see freeUnusedSnapshots.
-    const auto isIt = [&](const std::unique_ptr<const Snapshot>& snapshot) {
-      return std::any_of(snapshot->begin(), snapshot->end(), [&](const std::shared_ptr<Entry>& entry) {
-        return entry.get() == registration && match.covers(entry->what);
-      });
-    };
-    if (registration == nullptr || std::none_of(snapshots_.begin(), snapshots_.end(), isIt) ||
+    if (std::find(meant.begin(), meant.end(), registration) == meant.end() ||
         std::find(passed.begin(), passed.end(), &frame) != passed.end()) {
       return false;
     }
@@ -179,6 +175,19 @@ ObserverList::RunningCall ObserverList::callToWaitFor(const Match& match,
     return true;
   });
   return found;
+}
+
+// Those that were removed and are being called included.
+std::vector<const ObserverList::Entry*> ObserverList::entriesThatMatch(const Match& match) const {
+  std::vector<const Entry*> entries;
+  for (const std::unique_ptr<const Snapshot>& snapshot : snapshots_) {
+    for (const std::shared_ptr<Entry>& entry : *snapshot) {
+      if (match.covers(entry->what)) {
+        entries.push_back(entry.get());
+      }
+    }
+  }
+  return entries;
 }
 
 void ObserverList::call(unsigned int id, void* data, unsigned int size, std::uint64_t sequence) {

@@ -100,6 +100,7 @@ class ObserverList : public std::enable_shared_from_this<ObserverList> {
   void waitForCalls(const Match& match) VQ_REQUIRES(mutex_);
   void waitForEnd(const RunningCall& call) VQ_REQUIRES(mutex_);
   RunningCall callToWaitFor(const Match& match, const std::vector<const CallFrame*>& passed) const VQ_REQUIRES(mutex_);
+  std::vector<const Entry*> entriesThatMatch(const Match& match) const VQ_REQUIRES(mutex_);
 
   const Snapshot* protectSnapshot(CallFrame& frame) const;
   void makeCall(CallFrame& frame, const Entry& entry, unsigned int id, void* data, unsigned int size);
