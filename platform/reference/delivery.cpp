@@ -10,6 +10,7 @@
 
 #include "VQFramework/Debug/VQDbgOutput.h"
 #include "platform/inprocess/fork_state.h"
+#include "platform/reference/process_id.h"
 
 namespace vqframework {
 namespace {
@@ -156,6 +157,9 @@ void Delivery::readNext(Reader& reader) {
     case MessageLog::Read::kTaken:
       const std::uint64_t sequence = reader.position++;
       reader.place.setPosition(reader.position);
+      if (message.pid != processId()) {
+        reader.log.noteForeignMessage();
+      }
       reader.polling.onMessage(message);
       if (!message.isControl) {
         reader.losses.onMessage(message);

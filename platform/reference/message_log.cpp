@@ -135,6 +135,23 @@ void MessageLog::post(std::uint32_t id, const void* data, std::uint32_t size) {
     wakes = takeWakes(groupOf(id));
   }
   oweWakes(wakes);
+  if (isTimeToYield()) {
+    oweYield();
+  }
+}
+
+bool MessageLog::isTimeToYield() {
+  if (object_->yieldMark.load(std::memory_order_relaxed) == 0 ||
+      postsInARow_.fetch_add(1, std::memory_order_relaxed) + 1 < kPostsPerYield) {
+    return false;
+  }
+  object_->yieldMark.store(0, std::memory_order_relaxed);
+  postsInARow_.store(0, std::memory_order_relaxed);
+  return true;
+}
+
+void MessageLog::markYield() const {
+  object_->yieldMark.store(1, std::memory_order_relaxed);
 }
 
 void MessageLog::nudgeOwnReceiver() {

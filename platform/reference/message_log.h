@@ -48,6 +48,9 @@ class MessageLog {
   MessageLog(const MessageLog&) = delete;
   MessageLog& operator=(const MessageLog&) = delete;
 
+  // Less than half a data ring of the channel, whose readers must not fall further behind.
+  static constexpr std::uint32_t kPostsPerYield = 16;
+
   // Appends a message and owes the wake-ups that it calls for (wake_debt.h).
   void post(std::uint32_t id, const void* data, std::uint32_t size);
 
@@ -72,6 +75,12 @@ class MessageLog {
   // Processes that receive, as far as the table has room for them.
   std::uint32_t receiverCount() const;
 
+  // Before a receiver yields: who posts one message after the other shall yield now and then, too, so that nobody who
+  // yields is left far behind.
+  void markYield() const;
+  // This process has read a message of another one: its posts are part of a conversation.
+  void noteForeignMessage() { postsInARow_.store(0, std::memory_order_relaxed); }
+
   // Sleeps until a message of one of the groups is posted, unless the futex word has changed. May wake for no reason.
   void sleep(std::uint32_t posted, std::uint32_t groups);
 
@@ -90,6 +99,7 @@ class MessageLog {
 
   void append(std::uint32_t id, const void* data, std::uint32_t size, bool isControl);
   std::uint32_t takeWakes(std::uint32_t group);
+  bool isTimeToYield();
   void addOwed(std::uint32_t groups);
   [[gnu::cold]] void repair();
   IdentifierCount* countOf(std::uint32_t id, bool mayAdd);
@@ -97,6 +107,7 @@ class MessageLog {
 
   MessageLogObject* const object_;
   RecentProcessor processor_;  // of this process's posts; under the posting lock
+  std::atomic<std::uint32_t> postsInARow_{0};
 };
 
 }  // namespace vqframework

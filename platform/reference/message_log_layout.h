@@ -9,7 +9,7 @@
 //   who                      writes                                        under
 //   poster                   slots, head, posted, identifier counts        the posting lock
 //   poster                   sleepers (clears its group), owed             the posting lock; owed also after the wake
-//   receiver                 sleepers (its groups, the count)              nothing
+//   receiver                 sleepers (its groups, the count), yieldMark   nothing
 //   attached process         its own place                                 nothing; claimed by compare-and-swap on pid
 //
 // A slot is valid for sequence number n when its `sequence` reads n + 1 before and after the copy. A poster first sets
@@ -88,7 +88,8 @@ struct MessageLogObject {
   alignas(64) std::atomic<std::uint64_t> head;      // messages posted
   std::atomic<std::uint32_t> posted;                // the futex word: low half of head
   alignas(64) std::atomic<std::uint32_t> sleepers;  // low half: groups somebody sleeps for; high half: how many sleep
-  alignas(64) std::atomic<std::uint64_t> owed;      // low 16 bits: groups still to be woken; above: changes so far
+  std::atomic<std::uint32_t> yieldMark;         // 1: a receiver has yielded to its sender since a sender last yielded
+  alignas(64) std::atomic<std::uint64_t> owed;  // low 16 bits: groups still to be woken; above: changes so far
   alignas(64) IdentifierCount counts[kCountedIdentifiers];
   AttachedPlace places[kPlaceCount];
   MessageSlot slots[kSlotCount];

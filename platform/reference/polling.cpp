@@ -23,7 +23,8 @@ constexpr std::uint64_t kLateNanoseconds = 500'000;
 // Enough for an answer whose sender must be woken once; what a wrong guess costs.
 constexpr std::uint64_t kPollNanoseconds = 50'000;
 constexpr unsigned int kMostNeeded = 1U << 16;
-constexpr unsigned int kHitsThatPay = 32;
+// A wrong guess burns 50 µs once; a right one saves 20 µs of waiting between processors.
+constexpr unsigned int kHitsThatPay = 4;
 constexpr unsigned int kOwnToCount = 16;
 constexpr std::uint32_t kMostSleepers = 1;
 constexpr int kLooksPerClock = 16;
@@ -97,6 +98,7 @@ bool Polling::waitsAwake(const MessageLog& log, std::uint32_t posted, bool isOnS
   std::uint64_t end = 0;
   for (;;) {
     if (isOnSendersProcessor) {
+      log.markYield();
       sched_yield();
     }
     if (isOnSendersProcessor ? log.posted() != posted : changesWhileLooking(log, posted)) {

@@ -50,7 +50,7 @@ class Polling {
   unsigned int hits_ = 0;    // since it began
   bool hasBridged_ = false;  // the next message was awaited so
 
-  static constexpr unsigned int kFewestNeeded = 8;
+  static constexpr unsigned int kFewestNeeded = 4;
 };
 
 }  // namespace vqframework

@@ -1,5 +1,7 @@
 #include "platform/reference/wake_debt.h"
 
+#include <sched.h>
+
 #include "platform/reference/message_log.h"
 
 namespace vqframework {
@@ -8,13 +10,29 @@ namespace {
 struct Debt {
   unsigned int depth;  // named locks that this thread holds, repeated holds included
   std::uint32_t groups;
+  bool isYieldOwed;
 };
 thread_local Debt debt;
 
+bool isOwed() {
+  return debt.groups != 0 || debt.isYieldOwed;
+}
+
 void pay() {
-  const std::uint32_t groups = debt.groups;
-  debt.groups = 0;
-  MessageLog::opened()->wake(groups);
+  if (const std::uint32_t groups = debt.groups) {
+    debt.groups = 0;
+    MessageLog::opened()->wake(groups);
+  }
+  if (debt.isYieldOwed) {
+    debt.isYieldOwed = false;
+    sched_yield();
+  }
+}
+
+void payUnlessLocked() {
+  if (debt.depth == 0 && isOwed()) {
+    pay();
+  }
 }
 
 }  // namespace
@@ -24,16 +42,18 @@ void namedLockEntered() {
 }
 
 void namedLockLeft() {
-  if (--debt.depth == 0 && debt.groups != 0) {
-    pay();
-  }
+  --debt.depth;
+  payUnlessLocked();
 }
 
 void oweWakes(std::uint32_t groups) {
   debt.groups |= groups;
-  if (debt.depth == 0 && debt.groups != 0) {
-    pay();
-  }
+  payUnlessLocked();
+}
+
+void oweYield() {
+  debt.isYieldOwed = true;
+  payUnlessLocked();
 }
 
 }  // namespace vqframework

@@ -12,6 +12,9 @@ namespace vqframework {
 void namedLockEntered();
 void namedLockLeft();
 
+// Gives the processor away once, now or at the outermost unlock, after the wake-ups.
+void oweYield();
+
 // Wakes the sleepers of these groups (one bit each) now, or at the outermost unlock of this thread.
 void oweWakes(std::uint32_t groups);
 

@@ -24,7 +24,7 @@ using vqframework::RecentProcessor;
 
 constexpr int kOwnProcessor = 3;
 constexpr std::uint32_t kOtherProcessor = 4;
-constexpr unsigned int kNeeded = 8;
+constexpr unsigned int kNeeded = 4;
 constexpr std::uint64_t kMicrosecond = 1000;
 
 int ownProcessor() {
@@ -81,7 +81,7 @@ TEST_F(PollingTest, SleepsAtOnceInTheBeginning) {
   EXPECT_FALSE(looks());
 }
 
-TEST_F(PollingTest, LooksAfterEightMessagesThatCameSoon) {
+TEST_F(PollingTest, LooksAfterFourMessagesThatCameSoon) {
   hearSoon(kNeeded - 1);
   EXPECT_FALSE(looks());
   hearSoon(1);
@@ -120,7 +120,7 @@ TEST_F(PollingTest, StopsWhenNothingComesAndNeedsTwiceAsManyToBeginAgain) {
 
 TEST_F(PollingTest, NeedsNoMoreThanBeforeOnceItHasPaid) {
   hearSoon(kNeeded);
-  for (int i = 0; i < 32; ++i) {
+  for (int i = 0; i < 4; ++i) {
     ASSERT_TRUE(looks());
     hearSoon(1);
   }
