@@ -5,6 +5,8 @@ Usage: benchmarks/report.py [--doc FILE] [--plots FOLDER] RESULTS.json...
 
 Without --doc the tables go to standard output. With it they replace what stands between the two marks in FILE. Ratios
 are taken round by round to bare shared memory and a futex of the same round; tables give their median and quartiles.
+Programs that look at the product alone have one table of all their figures and no plot.
+Results of Google Benchmark are understood, too.
 """
 import argparse
 import html
@@ -23,13 +25,45 @@ PROGRAMS = {
                      "unit": "1000/s", "scale": 1e-3, "column": "{} B"},
     "bench_broadcast": {"title": "Broadcast", "figure": "until_all_us", "name": "until all have it", "unit": "µs",
                         "scale": 1, "column": "{} receivers"},
+    "bench_cost": {"title": "Cost of a message", "column": "{} B"},
+    "bench_startup": {"title": "Start", "column": "{} there before"},
+    "bench_growth": {"title": "Growth", "figure": "p50_us", "name": "p50 of a round trip", "unit": "µs", "scale": 1,
+                     "column": "{} clients"},
+    "bench_idle": {"title": "Idle", "figure": "switches", "name": "context switches", "unit": "all threads together",
+                   "scale": 1, "column": "{} clients"},
 }
 DETAILS = {
     "bench_roundtrip": [("p99_us", "p99, µs"), ("p99.9_us", "p99.9, µs"), ("cpu_us", "CPU, µs"),
-                        ("switches", "switches")],
+                        ("switches", "switches"), ("silence_cpu_us", "CPU of a silence of 10 ms, µs")],
     "bench_stream": [("mb_per_s", "MB/s"), ("cpu_us", "CPU, µs"), ("switches", "switches")],
     "bench_broadcast": [("sender_cpu_us", "sender's CPU, µs"), ("all_cpu_us", "everybody's CPU, µs"),
                         ("switches", "switches")],
+    "bench_growth": [("p99_us", "p99, µs"), ("cpu_us", "CPU, µs"), ("switches", "switches"),
+                     ("first_p50_us", "p50 of the first 10,000, µs"), ("last_p50_us", "of the last 10,000, µs"),
+                     ("last_to_first", "last to first"), ("memory_grown_kb", "memory grown, kB"),
+                     ("shared_grown_kb", "shared memory grown, kB"), ("descriptors_grown", "open files grown"),
+                     ("threads_grown", "threads grown")],
+    "bench_idle": [("seconds", "seconds watched"), ("cpu_us", "CPU, µs"),
+                   ("message_switches", "one message: switches"), ("message_cpu_us", "one message: CPU, µs")],
+}
+# Of programs that look at the product alone: one row each.
+FIGURES = {
+    "bench_cost": [("instructions", "instructions"), ("device_side_instructions", "on the device side"),
+                   ("application_instructions", "in the application"),
+                   ("sender_calls", "system calls of the sender"), ("receiver_calls", "system calls of the receiver"),
+                   ("other_calls", "others, from inside the C library"),
+                   ("switches", "context switches of all processes"),
+                   ("app_sender_allocations", "allocations, application sends"),
+                   ("device_receiver_allocations", "allocations, device side receives"),
+                   ("device_sender_allocations", "allocations, device side sends"),
+                   ("app_receiver_allocations", "allocations, application receives"),
+                   ("sender_allocations", "allocations of the sender"),
+                   ("receiver_allocations", "allocations of the receiver"),
+                   ("own_copy_allocations", "allocations for the sender's own copy")],
+    "bench_startup": [("time_us", "time, µs"), ("calls", "system calls"), ("private_kib", "private memory, KiB"),
+                      ("shared_kib", "shared memory, KiB"), ("fair_share_kib", "fair share of both, KiB"),
+                      ("threads", "threads"), ("descriptors", "open descriptors"),
+                      ("objects", "shared-memory objects mapped")],
 }
 
 
@@ -47,9 +81,16 @@ def median(values):
 
 def number(value):
     """Three digits that matter."""
+    if value == 0:
+        return "0"
     if value >= 100:
         return f"{value:,.0f}"
     return f"{value:.1f}" if value >= 10 else f"{value:.2f}"
+
+
+def count(value):
+    """A whole number as one."""
+    return f"{value:,.0f}" if value == int(value) else number(value)
 
 
 class Results:
@@ -81,12 +122,12 @@ class Results:
     def values(self, group, transport, parameter, figure):
         for line in self.of(group):
             if line["transport"] == transport and line[self.parameter] == parameter:
-                return line["per_round"][figure]
+                return line["per_round"].get(figure)
         return None
 
     def ratios(self, group, transport, parameter, figure):
         values = self.values(group, transport, parameter, figure)
-        bare = self.values(group, "bare", parameter, figure)
+        bare = self.values(group, "bare", parameter, figure) or []
         return [value / base for value, base in zip(values, bare)]
 
 
@@ -95,27 +136,44 @@ def table(header, rows):
     return "\n".join(lines + ["| " + " | ".join(row) + " |" for row in rows])
 
 
-def cell(results, group, transport, parameter):
-    show = results.show
+def cell(results, show, group, transport, parameter):
     value = median(results.values(group, transport, parameter, show["figure"])) * show["scale"]
     ratio = results.ratios(group, transport, parameter, show["figure"])
-    quartiles = "" if transport == "bare" else (
+    quartiles = "" if transport == "bare" or not ratio else (
         f" = {median(ratio):.2f} × ({quantile(ratio, 0.25):.2f}–{quantile(ratio, 0.75):.2f})")
     return number(value) + quartiles
 
 
-def main_table(results, group):
+def main_table(results, show, group):
     parameters = results.parameters(group)
-    header = [f"{results.show['name']}, {results.show['unit']}"] + [results.show["column"].format(p) for p in parameters]
-    rows = [[name] + [cell(results, group, name, p) for p in parameters] for name in results.transports(group)]
+    header = [f"{show['name']}, {show['unit']}"] + [show["column"].format(p) for p in parameters]
+    rows = [[name] + [cell(results, show, group, name, p) for p in parameters] for name in results.transports(group)]
     return table(header, rows)
 
 
 def detail_table(results, group, parameter):
-    figures = DETAILS[results.program]
+    measured = results.of(group)[0]["per_round"]
+    figures = [figure for figure in DETAILS[results.program] if figure[0] in measured]
     header = [f"at {parameter} {results.parameter}"] + [title for _, title in figures]
     rows = [[name] + [number(median(results.values(group, name, parameter, figure))) for figure, _ in figures]
             for name in results.transports(group)]
+    return table(header, rows)
+
+
+def of_product(name):
+    """What a column says of it beside its parameter."""
+    return "" if name == "product" else ", " + name.removeprefix("product, ")
+
+
+def figure_table(results, group):
+    """All figures, with a column for each transport at each parameter."""
+    columns = [(parameter, name) for parameter in results.parameters(group) for name in results.transports(group)]
+    header = [""] + [results.show["column"].format(parameter) + of_product(name) for parameter, name in columns]
+    rows = []
+    for figure, title in FIGURES[results.program]:
+        series = [results.values(group, name, parameter, figure) for parameter, name in columns]
+        if any(series):
+            rows.append([title] + [count(median(values)) if values else "" for values in series])
     return table(header, rows)
 
 
@@ -136,6 +194,13 @@ def plot_name(results, group):
     return f"{workload}-{group[1]}.svg"
 
 
+def plot(results, group):
+    """None where a picture shows no more than the table."""
+    if group[0] == "clients":
+        return curves(results, group)
+    return None if results.program in ("bench_growth", "bench_idle") else bars(results, group)
+
+
 def markdown(results, plots):
     data = results.data
     left_out = f" Not there: {', '.join(data['left_out'])}." if data["left_out"] else ""
@@ -143,9 +208,14 @@ def markdown(results, plots):
              f"`{data['command']}` on {data['date']}: {data['machine']}; {data['build']}; "
              f"{data['rounds']} rounds.{left_out}"]
     for group in results.groups():
-        parts += [f"### {heading(results, group)}", main_table(results, group),
-                  detail_table(results, group, detailed(results, group))]
-        if plots:
+        if results.program in FIGURES:
+            parts += [f"### {heading(results, group)}", figure_table(results, group)]
+            continue
+        parts += [f"### {heading(results, group)}", main_table(results, results.show, group)]
+        if group[0] == "clients":
+            parts.append(main_table(results, {**results.show, "figure": "cpu_us", "name": "CPU of a trip"}, group))
+        parts.append(detail_table(results, group, detailed(results, group)))
+        if plots and plot(results, group):
             parts.append(f"![{heading(results, group)}]({plots}/{plot_name(results, group)})")
     return "\n\n".join(parts)
 
@@ -158,9 +228,9 @@ class Svg:
                       f'height="{height}" font-family="sans-serif" font-size="12">',
                       f'<rect width="{width}" height="{height}" fill="#ffffff"/>']
 
-    def text(self, x, y, text, anchor="start", weight="normal"):
+    def text(self, x, y, text, anchor="start", weight="normal", color="#222222"):
         self.parts.append(f'<text x="{x:.1f}" y="{y:.1f}" text-anchor="{anchor}" font-weight="{weight}" '
-                          f'fill="#222222">{html.escape(text)}</text>')
+                          f'fill="{color}">{html.escape(text)}</text>')
 
     def box(self, x, y, width, height, color):
         self.parts.append(f'<rect x="{x:.1f}" y="{y:.1f}" width="{max(width, 0.5):.1f}" height="{height}" '
@@ -207,6 +277,71 @@ def bars(results, group):
     return svg.finish()
 
 
+def curves(results, group):
+    """Medians of the main figure over the parameter, with the quartiles of all rounds as whiskers."""
+    show = results.show
+    parameters = results.parameters(group)
+    left, top, plot_width, plot_height = 60, 40, 430, 260
+    svg = Svg(left + plot_width + 220, top + plot_height + 50)
+    svg.text(12, 20, f"{heading(results, group)}: {show['name']}, {show['unit']}", weight="bold")
+    series = {name: [[v * show["scale"] for v in results.values(group, name, p, show["figure"])] for p in parameters]
+              for name in results.transports(group)}
+    highest = max(quantile(values, 0.75) for points in series.values() for values in points)
+
+    def x_of(parameter):
+        return left + plot_width * parameter / parameters[-1]
+
+    def y_of(value):
+        return top + plot_height * (1 - value / highest)
+
+    svg.line(left, y_of(0), left + plot_width, y_of(0))
+    svg.line(left, y_of(0), left, top)
+    svg.text(left - 8, y_of(highest) + 4, number(highest), anchor="end")
+    svg.text(left - 8, y_of(0) + 4, "0", anchor="end")
+    for parameter in parameters:
+        svg.text(x_of(parameter), y_of(0) + 18, str(parameter), anchor="middle")
+    svg.text(left + plot_width / 2, y_of(0) + 38, results.parameter, anchor="middle")
+    colors = ["#777777", "#c0392b", "#5b8db8", "#e59866", "#8e6bb0", "#4f9d69", "#b7950b"]
+    lowest_label = top + plot_height + 20
+    for place, (name, points) in enumerate(sorted(series.items(), key=lambda item: median(item[1][-1]))):
+        color = colors[place % len(colors)]
+        for index, (parameter, values) in enumerate(zip(parameters, points)):
+            x = x_of(parameter)
+            svg.line(x, y_of(quantile(values, 0.25)), x, y_of(quantile(values, 0.75)), color)
+            if index:
+                svg.line(x_of(parameters[index - 1]), y_of(median(points[index - 1])), x, y_of(median(values)), color)
+        # From the bottom upwards, none over another.
+        lowest_label = min(y_of(median(points[-1])) + 4, lowest_label - 15)
+        svg.text(left + plot_width + 8, lowest_label, f"{name}: {number(median(points[-1]))}", color=color)
+    return svg.finish()
+
+
+class MicroResults:
+    """The file of Google Benchmark."""
+
+    def __init__(self, path):
+        with open(path, encoding="utf-8") as file:
+            self.data = json.load(file)
+
+    def markdown(self):
+        context = self.data["context"]
+        nanoseconds = {}
+        for run in sorted(self.data["benchmarks"], key=lambda run: run["family_index"]):
+            if run["run_type"] == "iteration":
+                nanoseconds.setdefault(run["name"], []).append(run["cpu_time"])
+        rows = [[name, number(median(values)), f"{number(quantile(values, 0.25))}–{number(quantile(values, 0.75))}"]
+                for name, values in nanoseconds.items()]
+        return "\n\n".join(["## Single steps",
+                            f"`{context['command']}` on {context['date'][:10]}: {context['machine']}; "
+                            f"{context['build']}.",
+                            table(["function", "CPU, ns", "quartiles"], rows)])
+
+
+def is_micro(path):
+    with open(path, encoding="utf-8") as file:
+        return "benchmarks" in json.load(file)
+
+
 def update_document(path, text):
     with open(path, encoding="utf-8") as file:
         document = file.read()
@@ -223,16 +358,20 @@ def main():
     parser.add_argument("--plots", help="folder for the plots")
     parser.add_argument("results", nargs="+")
     options = parser.parse_args()
-    files = [Results(path) for path in options.results]
+    files = [Results(path) for path in options.results if not is_micro(path)]
+    micro = [MicroResults(path) for path in options.results if is_micro(path)]
     plots = None
     if options.plots:
         os.makedirs(options.plots, exist_ok=True)
-        for results in files:
+        for results in (results for results in files if results.program not in FIGURES):
             for group in results.groups():
+                picture = plot(results, group)
+                if not picture:
+                    continue
                 with open(os.path.join(options.plots, plot_name(results, group)), "w", encoding="utf-8") as file:
-                    file.write(bars(results, group))
+                    file.write(picture)
         plots = os.path.relpath(options.plots, os.path.dirname(options.doc or "."))
-    text = "\n\n".join(markdown(results, plots) for results in files)
+    text = "\n\n".join([markdown(results, plots) for results in files] + [results.markdown() for results in micro])
     if options.doc:
         update_document(options.doc, text)
     else:

@@ -32,6 +32,21 @@ std::string launchString(unsigned int app) {
   return "launch." + appName(app);
 }
 
+Role idleRole(const ProductKind& kind, unsigned int first, unsigned int last, int processor, ProductStart& start,
+              Crew& crew) {
+  return {"idle applications", processor,
+          inEnvironment(kind,
+                        [first, last, &start, &crew] {
+                          const auto clients = idleClients(first, last);
+                          crew.join();
+                          start.up.advance();
+                          for (;;) {
+                            pause();
+                          }
+                        }),
+          true};
+}
+
 }  // namespace
 
 std::vector<ProductKind> productKinds(const std::vector<std::string>& environments,
@@ -149,23 +164,28 @@ void ProductClient::onDevice(const iOSAppCommonClient::DeviceInfo& info) {
   }
 }
 
+std::vector<std::unique_ptr<iOSAppCommonClient>> idleClients(unsigned int first, unsigned int last) {
+  std::vector<std::unique_ptr<iOSAppCommonClient>> clients;
+  for (unsigned int app = first; app <= last; ++app) {
+    clients.push_back(std::make_unique<iOSAppCommonClient>("", appName(app), launchString(app)));
+  }
+  return clients;
+}
+
+std::vector<Role> idleProcesses(const ProductKind& kind, int processor, ProductStart& start, Crew& crew) {
+  std::vector<Role> roles;
+  if (kind.idle == IdleApps::kInOneProcess && kind.apps > 1) {
+    roles.push_back(idleRole(kind, 2, kind.apps, processor, start, crew));
+  } else if (kind.idle == IdleApps::kInProcessesOfTheirOwn) {
+    for (unsigned int app = 2; app <= kind.apps; ++app) {
+      roles.push_back(idleRole(kind, app, app, processor, start, crew));
+    }
+  }
+  return roles;
+}
+
 Role idleApplications(const ProductKind& kind, int processor, ProductStart& start, Crew& crew) {
-  const unsigned int apps = kind.apps;
-  return {
-      "idle applications", processor,
-      inEnvironment(kind,
-                    [apps, &start, &crew] {
-                      std::vector<std::unique_ptr<iOSAppCommonClient>> clients;
-                      for (unsigned int app = 2; app <= apps; ++app) {
-                        clients.push_back(std::make_unique<iOSAppCommonClient>("", appName(app), launchString(app)));
-                      }
-                      crew.join();
-                      start.up.advance();
-                      for (;;) {
-                        pause();
-                      }
-                    }),
-      true};
+  return idleProcesses(kind, processor, start, crew).at(0);
 }
 
 }  // namespace bench

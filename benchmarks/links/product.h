@@ -23,11 +23,15 @@ struct ProductStart {
   Milestone ready;  // apps whose session is open
 };
 
+// Where the apps live that are registered and have nothing to do.
+enum class IdleApps { kInOneProcess, kWithTheTalker, kInProcessesOfTheirOwn };
+
 // How the product is run.
 struct ProductKind {
   std::string name;
-  unsigned int apps = 1;    // how many are registered; all but one belong to a process that does nothing
+  unsigned int apps = 1;    // how many are registered; all but one have nothing to do
   std::string environment;  // "NAME=VALUE", or empty
+  IdleApps idle = IdleApps::kInOneProcess;
 };
 
 // One for each environment, the present one first, and each number of apps.
@@ -87,7 +91,12 @@ class ProductClient {
   iOSAppCommonClient client_;
 };
 
-// One process with all apps but the first, which are registered and have nothing to do.
+// Apps from `first` to `last`, registered with nothing to do.
+std::vector<std::unique_ptr<iOSAppCommonClient>> idleClients(unsigned int first, unsigned int last);
+
+// The processes of the apps that have nothing to do; none where the talker's has them.
+std::vector<Role> idleProcesses(const ProductKind& kind, int processor, ProductStart& start, Crew& crew);
+// The first of them, where there is one.
 Role idleApplications(const ProductKind& kind, int processor, ProductStart& start, Crew& crew);
 
 }  // namespace bench

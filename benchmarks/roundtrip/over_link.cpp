@@ -30,6 +30,9 @@ void ask(Link& link, const RoundTripJob& job, Page& page) {
     link.flush();
     const std::size_t size = link.receive(buffer);
     stopwatch.end(buffer, size);
+    if (stopwatch.isBurstOver() && job.afterBurst) {
+      job.afterBurst(page.crew);
+    }
   }
   page.figures = stopwatch.figures(page.crew.usage() - before);
 }
@@ -37,7 +40,7 @@ void ask(Link& link, const RoundTripJob& job, Page& page) {
 void answer(Link& link, const RoundTripJob& job, Page& page) {
   open(link, Side::kServer, page);
   unsigned char buffer[kMaxMessage] = {};
-  for (unsigned int i = 0; i < job.warmUp + job.count; ++i) {
+  for (unsigned int i = 0; i < job.total(); ++i) {
     const std::size_t size = link.receive(buffer);
     link.send(buffer, size);
     link.flush();

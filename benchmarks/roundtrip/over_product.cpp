@@ -1,5 +1,6 @@
 // There and back through the product: sendDataFromHU, the server's observer, sendDataFromDevice, the client's observer.
-// Observers send from within their calls, so that no thread hands over to another inside a process.
+// Observers send from within their calls, so that no thread hands over to another inside a process. The main thread
+// begins each burst, since the delivery thread has to rest between two of them.
 #include "benchmarks/roundtrip/round_trip.h"
 #include "benchmarks/support/shared_page.h"
 #include "benchmarks/support/stage.h"
@@ -9,29 +10,30 @@ namespace {
 
 struct Page {
   ProductStart start;
-  Milestone done;
+  Milestone bursts;
   Milestone counted;
   Crew crew;
   RoundTripFigures figures;
 };
 
-void answer(const ProductKind& kind, Page& page) {
+void answer(const ProductKind& kind, std::uint32_t processes, Page& page) {
   ProductServer* own = nullptr;
   ProductServer server(
       [&own](unsigned short session, const std::uint8_t* data, unsigned int size) { own->send(session, data, size); });
   own = &server;
   page.crew.join();
-  server.connect(page.start, kind.apps == 1 ? 2 : 3, kind.apps);
+  server.connect(page.start, processes, kind.apps);
   page.counted.waitFor(1);
 }
 
-void ask(const RoundTripJob& job, Page& page) {
+void ask(const ProductKind& kind, const RoundTripJob& job, Page& page) {
+  const auto idle = idleClients(2, kind.idle == IdleApps::kWithTheTalker ? kind.apps : 1);
   Stopwatch stopwatch(job);
   ProductClient* own = nullptr;
   ProductClient client(page.start, 1, [&](const std::uint8_t* data, unsigned int size) {
     stopwatch.end(data, size);
-    if (stopwatch.isDone()) {
-      page.done.advance();
+    if (stopwatch.isBurstOver()) {
+      page.bursts.advance();
     } else {
       own->send(stopwatch.begin(), job.bytes);
     }
@@ -40,8 +42,13 @@ void ask(const RoundTripJob& job, Page& page) {
   page.crew.join();
   page.start.ready.waitFor(1);
   const Usage before = page.crew.usage();
-  client.send(stopwatch.begin(), job.bytes);
-  page.done.waitFor(1);
+  for (std::uint32_t burst = 1; !stopwatch.isDone(); ++burst) {
+    client.send(stopwatch.begin(), job.bytes);
+    page.bursts.waitFor(burst);
+    if (job.afterBurst) {
+      job.afterBurst(page.crew);
+    }
+  }
   page.figures = stopwatch.figures(page.crew.usage() - before);
   page.counted.advance();
 }
@@ -50,11 +57,11 @@ void ask(const RoundTripJob& job, Page& page) {
 
 RoundTripFigures roundTripOf(const ProductKind& kind, const RoundTripJob& job) {
   SharedPage<Page> page;
-  std::vector<Role> roles = {{"device side", job.placement.receiver, inEnvironment(kind, [&] { answer(kind, *page); })},
-                             {"application", job.placement.sender, inEnvironment(kind, [&] { ask(job, *page); })}};
-  if (kind.apps > 1) {
-    roles.push_back(idleApplications(kind, job.placement.sender, page->start, page->crew));
-  }
+  std::vector<Role> roles = idleProcesses(kind, job.placement.sender, page->start, page->crew);
+  const auto processes = static_cast<std::uint32_t>(roles.size() + 2);
+  roles.push_back(
+      {"device side", job.placement.receiver, inEnvironment(kind, [&] { answer(kind, processes, *page); })});
+  roles.push_back({"application", job.placement.sender, inEnvironment(kind, [&] { ask(kind, job, *page); })});
   runOnStage([] {}, roles);
   return page->figures;
 }

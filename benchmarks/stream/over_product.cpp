@@ -6,13 +6,13 @@
 namespace bench {
 namespace {
 
-void receive(const ProductKind& kind, const StreamJob& job, StreamPage& page) {
+void receive(const ProductKind& kind, std::uint32_t processes, const StreamJob& job, StreamPage& page) {
   StreamReceiver receiver(page, job.bytes);
   ProductServer server([&receiver](unsigned short /*session*/, const std::uint8_t* data, unsigned int size) {
     receiver.take(data, size);
   });
   page.crew.join();
-  server.connect(page.start, kind.apps == 1 ? 2 : 3, kind.apps);
+  server.connect(page.start, processes, kind.apps);
   page.counted.waitFor(1);
 }
 
@@ -29,12 +29,11 @@ void send(const StreamJob& job, StreamPage& page) {
 
 StreamFigures streamOf(const ProductKind& kind, const StreamJob& job) {
   SharedPage<StreamPage> page;
-  std::vector<Role> roles = {
-      {"device side", job.placement.receiver, inEnvironment(kind, [&] { receive(kind, job, *page); })},
-      {"application", job.placement.sender, inEnvironment(kind, [&] { send(job, *page); })}};
-  if (kind.apps > 1) {
-    roles.push_back(idleApplications(kind, job.placement.sender, page->start, page->crew));
-  }
+  std::vector<Role> roles = idleProcesses(kind, job.placement.sender, page->start, page->crew);
+  const auto processes = static_cast<std::uint32_t>(roles.size() + 2);
+  roles.push_back(
+      {"device side", job.placement.receiver, inEnvironment(kind, [&] { receive(kind, processes, job, *page); })});
+  roles.push_back({"application", job.placement.sender, inEnvironment(kind, [&] { send(job, *page); })});
   runOnStage([] {}, roles);
   return page->figures;
 }

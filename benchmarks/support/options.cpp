@@ -11,8 +11,9 @@ namespace {
 
 constexpr const char* kHelp =
     "  --rounds N             rounds in which every transport has its turn (9)\n"
-    "  --quick                3 rounds with a tenth of the messages\n"
-    "  --smoke                1 round with a hundredth of the messages\n"
+    "  --quick                3 rounds with a tenth of the messages; watches for 6 seconds\n"
+    "  --smoke                1 round with a hundredth of the messages; watches for 2 seconds\n"
+    "  --seconds N            how long bench_idle watches (60)\n"
     "  --placement WHERE      same (all processes on one processor), cross (two processors) or both\n"
     "  --only NAME,...        these transports beside bare\n"
     "  --product-with ENV     NAME=VALUE; measures the product once more in this environment (repeatable)\n"
@@ -32,12 +33,12 @@ std::vector<std::string> split(const std::string& list) {
   return names;
 }
 
-unsigned int roundsOf(const std::string& text) {
-  const long rounds = std::strtol(text.c_str(), nullptr, 10);
-  if (rounds < 1 || rounds > 1000) {
-    refuse("'" + text + "' is no number of rounds");
+unsigned int numberOf(const std::string& text, const char* what, long most) {
+  const long number = std::strtol(text.c_str(), nullptr, 10);
+  if (number < 1 || number > most) {
+    refuse("'" + text + "' is no number of " + what);
   }
-  return static_cast<unsigned int>(rounds);
+  return static_cast<unsigned int>(number);
 }
 
 }  // namespace
@@ -59,13 +60,17 @@ Options parseOptions(int argc, char** argv, const char* purpose) {
       printf("%s\n%s", purpose, kHelp);
       exit(0);
     } else if (words[i] == "--rounds") {
-      options.rounds = roundsOf(valueAfter(i));
+      options.rounds = numberOf(valueAfter(i), "rounds", 1000);
     } else if (words[i] == "--quick") {
       options.rounds = 3;
       options.effort = 0.1;
+      options.seconds = 6;
     } else if (words[i] == "--smoke") {
       options.rounds = 1;
       options.effort = 0.01;
+      options.seconds = 2;
+    } else if (words[i] == "--seconds") {
+      options.seconds = numberOf(valueAfter(i), "seconds", 86400);
     } else if (words[i] == "--placement") {
       options.placement = valueAfter(i);
     } else if (words[i] == "--only") {

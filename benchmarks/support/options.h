@@ -9,6 +9,7 @@ namespace bench {
 struct Options {
   unsigned int rounds = 9;
   double effort = 1;                     // share of the usual number of messages
+  unsigned int seconds = 60;             // how long a program watches that watches
   std::string placement = "both";        // same, cross, both
   std::string json;                      // file for the results; empty = none
   std::vector<std::string> only;         // transports to measure beside bare; empty = all

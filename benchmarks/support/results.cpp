@@ -60,7 +60,7 @@ const Results::Series* Results::bareOf(const Line& line, const std::string& name
 void Results::finish(const std::string& main, const Options& options, const std::vector<std::string>& leftOut) const {
   print(main);
   for (const std::string& name : leftOut) {
-    printf("left out, since it was not there when this was built: %s\n", name.c_str());
+    printf("left out, since it was not there: %s\n", name.c_str());
   }
   if (!options.json.empty()) {
     write(options.json, options, leftOut);

@@ -27,13 +27,17 @@ double switchesOfThread(const std::filesystem::path& thread) {
 
 }  // namespace
 
-Usage usageOf(pid_t process) {
+double cpuMicrosecondsOf(pid_t process) {
   clockid_t clock = 0;
   if (clock_getcpuclockid(process, &clock) != 0) {
     throw std::runtime_error("a process is gone too early");
   }
+  return static_cast<double>(nanosecondsOf(clock)) / 1000;
+}
+
+Usage usageOf(pid_t process) {
   Usage usage;
-  usage.cpuMicroseconds = static_cast<double>(nanosecondsOf(clock)) / 1000;
+  usage.cpuMicroseconds = cpuMicrosecondsOf(process);
   for (const auto& thread : std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task")) {
     usage.switches += switchesOfThread(thread.path());
   }
@@ -46,6 +50,21 @@ void Crew::join() {
     throw std::runtime_error("too many processes");
   }
   members_[place] = getpid();
+}
+
+std::vector<pid_t> Crew::members() const {
+  return {members_, members_ + count_};
+}
+
+double Crew::cpuMicroseconds() const {
+  double sum = 0;
+  for (std::uint32_t i = 0; i < count_; ++i) {
+    sum += cpuMicrosecondsOf(members_[i]);
+  }
+  for (const pid_t daemon : daemonsOnStage()) {
+    sum += cpuMicrosecondsOf(daemon);
+  }
+  return sum;
 }
 
 Usage Crew::usage() const {

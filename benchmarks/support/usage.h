@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <vector>
 
 namespace bench {
 
@@ -20,14 +21,18 @@ inline Usage operator-(const Usage& later, const Usage& earlier) {
 
 // Of a process that is alive.
 Usage usageOf(pid_t process);
+double cpuMicrosecondsOf(pid_t process);
 
 // The processes that a measurement counts. Lies in shared memory; all zero is an empty one.
 class Crew {
  public:
   // The calling process belongs to it.
   void join();
+  std::vector<pid_t> members() const;
   // Of all members, and of the daemons on the stage.
   Usage usage() const;
+  // The same without the switches, which cost much more to find out than this.
+  double cpuMicroseconds() const;
 
  private:
   static constexpr std::uint32_t kMost = 64;
