@@ -14,7 +14,7 @@
 namespace bench {
 namespace {
 
-constexpr const char* kSocket = "/tmp/bus";
+constexpr char kSocket[] = "/tmp/bus";
 constexpr const char* kConfigFile = "/tmp/bus.conf";
 constexpr const char* kConfig =
     "<busconfig><type>session</type><listen>unix:path=/tmp/bus</listen>"
@@ -26,7 +26,7 @@ constexpr const char* kConfig =
 bool isThere() {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
-  strcpy(address.sun_path, kSocket);
+  memcpy(address.sun_path, kSocket, sizeof kSocket);
   const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
   const bool isAccepted = connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
   close(fd);
