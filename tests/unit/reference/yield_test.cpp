@@ -15,7 +15,7 @@ using vqframework::MessageLog;
 thread_local unsigned int yields = 0;
 
 class YieldTest : public testing::Test {
- protected:
+ public:
   YieldTest() {
     log().noteForeignMessage();
     yields = 0;
@@ -60,14 +60,15 @@ TEST_F(YieldTest, AMessageOfAnotherProcessBeginsTheCountAnew) {
 }
 
 TEST_F(YieldTest, AYieldWaitsForTheOutermostUnlock) {
-  const VQSharedSyncObject lock("yield_test");
+  const VQSharedSyncObject outer("yield_test_outer");
+  const VQSharedSyncObject inner("yield_test_inner");
   log().markYield();
-  lock.lock();
-  lock.lock();
+  outer.lock();
+  inner.lock();
   post(MessageLog::kPostsPerYield);
-  lock.unlock();
+  inner.unlock();
   EXPECT_EQ(yields, 0U);
-  lock.unlock();
+  outer.unlock();
   EXPECT_EQ(yields, 1U);
 }
 
