@@ -54,7 +54,6 @@ void ObserverList::add(VQObserver_* observer, const void* owner, std::vector<uns
   next->push_back(std::move(entry));
   replaceSnapshot(std::move(next));
   if (snapshots_.size() > kSpareSnapshots) {
-    heavyFence();
     freeUnusedSnapshots();
   }
 }
@@ -109,8 +108,10 @@ void ObserverList::replaceSnapshot(std::unique_ptr<const Snapshot> next) {
   }
 }
 
-// After a heavy fence. At most one snapshot stays for each walk that is going on.
+// At most one snapshot stays for each walk that is going on.
 void ObserverList::freeUnusedSnapshots() {
+  // A fence of its own: others may have replaced snapshots since the last one, while this thread waited.
+  heavyFence();
   const auto isUnused = [this](const std::unique_ptr<const Snapshot>& snapshot) {
     const void* const address = snapshot.get();
     return address != snapshot_.load(std::memory_order_relaxed) &&

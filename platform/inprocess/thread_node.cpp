@@ -16,9 +16,18 @@ std::atomic<ThreadNode*> newest{nullptr};
 pthread_key_t threadEnd;
 
 // Not the destructor of a thread-local object: those run at exit, too, while the thread may still call and be called.
-void giveBack(void* node) {
+void giveBack(void* value) {
+  ThreadNode& node = *static_cast<ThreadNode*>(value);
+  // An observer that ended its thread has left its frames open.
+  for (CallFrame* frame = &node.bottom; frame != nullptr; frame = frame->above.load(std::memory_order_relaxed)) {
+    frame->isInside.store(false, std::memory_order_relaxed);
+    frame->registration.store(nullptr, std::memory_order_release);
+    frame->snapshot.store(nullptr, std::memory_order_release);
+    frame->list.store(nullptr, std::memory_order_release);
+  }
+  node.next = &node.bottom;
   threadNode = nullptr;
-  static_cast<ThreadNode*>(node)->isTaken.store(false, std::memory_order_release);
+  node.isTaken.store(false, std::memory_order_release);
 }
 
 // Before the program has a second thread, or else the kernel takes milliseconds for it.
