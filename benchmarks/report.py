@@ -185,7 +185,9 @@ def detailed(results, group):
 
 def heading(results, group):
     workload, placement = group
-    what = f"{results.show['title']}: {workload}" if len({g[0] for g in results.groups()}) > 1 else results.show["title"]
+    title = results.show["title"]
+    has_more = len({group[0] for group in results.groups()}) > 1
+    what = f"{title}: {workload}" if has_more and workload != title.lower() else title
     return f"{what}, {PLACEMENTS[placement]}"
 
 
