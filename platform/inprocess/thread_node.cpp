@@ -19,12 +19,14 @@ pthread_key_t threadEnd;
 void giveBack(void* value) {
   ThreadNode& node = *static_cast<ThreadNode*>(value);
   // An observer that ended its thread has left its frames open.
-  for (CallFrame* frame = &node.bottom; frame != nullptr; frame = frame->above.load(std::memory_order_relaxed)) {
+  CallFrame* frame = &node.bottom;
+  do {
     frame->isInside.store(false, std::memory_order_relaxed);
     frame->registration.store(nullptr, std::memory_order_release);
     frame->snapshot.store(nullptr, std::memory_order_release);
     frame->list.store(nullptr, std::memory_order_release);
-  }
+    frame = frame->above.load(std::memory_order_relaxed);
+  } while (frame != nullptr);
   node.next = &node.bottom;
   threadNode = nullptr;
   node.isTaken.store(false, std::memory_order_release);
