@@ -211,6 +211,8 @@ TEST(RemovalFromASubject, ByAThreadOutsideACircleWaitsForTheCallInIt) {
   end.open();
   EXPECT_TRUE(outside.ends());
   EXPECT_TRUE(hadEnded);
+  // Both are still inside of the other's subject, which must not go before.
+  EXPECT_TRUE(outer->thread->ends() && inner->thread->ends());
 }
 
 TEST(DestructionOfAnObserver, WaitsForACallOnAnotherThread) {
