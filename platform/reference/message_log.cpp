@@ -180,8 +180,8 @@ void MessageLog::append(std::uint32_t id, const void* data, std::uint32_t size, 
   slot.sequence.store(sequence + 1, std::memory_order_release);
 
   object_->head.store(sequence + 1, std::memory_order_release);
-  // An exchange, since it is a full barrier: whoever looks at `sleepers` next must not have looked before.
-  object_->posted.exchange(static_cast<std::uint32_t>(sequence + 1), std::memory_order_seq_cst);
+  // A full barrier, too: whoever looks at `sleepers` next must not have looked before.
+  object_->posted.fetch_add(1, std::memory_order_seq_cst);
   if (count != nullptr) {
     count->posted.store(number + 1, std::memory_order_relaxed);
   }
@@ -198,6 +198,9 @@ std::uint32_t MessageLog::takeWakes(std::uint32_t group) {
   // that it woke and that is asleep again already would have its bit taken, and nobody would know of it. A poster that
   // dies in between holds the lock: the repair owes everybody a wake-up.
   object_->sleepers.fetch_and(~group, std::memory_order_seq_cst);
+  // The bit may be that of a receiver which has read the message already and is about to sleep for the next one. With
+  // its bit gone it must not: nobody would wake it.
+  object_->posted.fetch_add(1, std::memory_order_seq_cst);
   addOwed(group);
   return owed | group;
 }
@@ -224,7 +227,7 @@ void MessageLog::wake(std::uint32_t groups) {
 // counted may lack the rest: the futex word, the count of its identifier, the wake-ups.
 void MessageLog::repair() {
   const std::uint64_t head = object_->head.load(std::memory_order_relaxed);
-  object_->posted.store(static_cast<std::uint32_t>(head), std::memory_order_seq_cst);
+  object_->posted.fetch_add(1, std::memory_order_seq_cst);
   if (head != 0) {
     const MessageSlot& last = object_->slots[(head - 1) % kSlotCount];
     IdentifierCount* const count = countOf(last.id.load(std::memory_order_relaxed), false);

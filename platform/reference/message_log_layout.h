@@ -18,8 +18,10 @@
 //
 // Life of a wake-up: a receiver loads `posted`, reads everything, sets its groups' bits in `sleepers` and sleeps on
 // `posted`, which the kernel compares with what was loaded; a poster changes `posted` first and looks at `sleepers`
-// then, so one of the two sees the other. The poster takes its group's bit out of `sleepers`, notes it in `owed`, and
-// wakes after its outermost unlock; should it die before that, the next poster finds the bit in `owed` and pays.
+// then, so one of the two sees the other. The poster takes its group's bit out of `sleepers`, changes `posted` again,
+// notes the bit in `owed`, and wakes after its outermost unlock; should it die before that, the next poster finds the
+// bit in `owed` and pays. The second change is for a receiver whose bit is gone but which does not sleep yet, having
+// read the message in between: it must set its bit anew.
 #pragma once
 
 #include <pthread.h>
@@ -35,7 +37,7 @@ namespace vqframework {
 
 constexpr const char* kMessageLogName = "VQSharedMemNotifier.log";
 constexpr std::uint32_t kMessageLogMagic = 0x4E4D5156U;  // "VQMN"
-constexpr std::uint32_t kMessageLogVersion = 2;
+constexpr std::uint32_t kMessageLogVersion = 3;
 
 // A receiver may be this many messages behind before it loses any.
 constexpr std::uint32_t kSlotCount = 8192;
@@ -86,7 +88,7 @@ struct MessageLogObject {
   SharedHeader header;
   alignas(64) pthread_mutex_t postingLock;
   alignas(64) std::atomic<std::uint64_t> head;      // messages posted
-  std::atomic<std::uint32_t> posted;                // the futex word: low half of head
+  std::atomic<std::uint32_t> posted;                // the futex word: changes when receivers must look again
   alignas(64) std::atomic<std::uint32_t> sleepers;  // low half: groups somebody sleeps for; high half: how many sleep
   std::atomic<std::uint32_t> yieldMark;         // 1: a receiver has yielded to its sender since a sender last yielded
   alignas(64) std::atomic<std::uint64_t> owed;  // low 16 bits: groups still to be woken; above: changes so far

@@ -14,7 +14,7 @@ using test_support::waitUntil;
 namespace conformance {
 
 bool isAsleep(long thread) {
-  std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+  std::ifstream file("/proc/" + std::to_string(thread) + "/stat");
   std::string line;
   std::getline(file, line);
   const std::size_t nameEnd = line.rfind(") ");

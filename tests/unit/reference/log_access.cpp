@@ -127,12 +127,29 @@ bool SteppedPoster::step() {
 
 void SteppedPoster::runToItsEnd() {
   if (pid_ != -1) {
+    letRun();
     int status = -1;
-    ptrace(PTRACE_CONT, pid_, nullptr, nullptr);
     waitpid(pid_, &status, 0);
     EXPECT_EQ(status, 0);
     pid_ = -1;
   }
+}
+
+void SteppedPoster::letRun() {
+  ptrace(PTRACE_CONT, pid_, nullptr, nullptr);
+}
+
+bool SteppedPoster::hasEnded() {
+  int status = -1;
+  if (pid_ != -1 && waitpid(pid_, &status, WNOHANG) == pid_) {
+    EXPECT_EQ(status, 0);
+    pid_ = -1;
+  }
+  return pid_ == -1;
+}
+
+bool SteppedPoster::isAsleep() const {
+  return conformance::isAsleep(pid_);
 }
 
 void SteppedPoster::kill() {

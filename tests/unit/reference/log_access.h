@@ -58,6 +58,11 @@ class SteppedPoster {
   // False when it has ended.
   bool step();
   void runToItsEnd();
+  // Goes on by itself.
+  void letRun();
+  // After letRun.
+  bool hasEnded();
+  bool isAsleep() const;
   void kill();
 
  private:

@@ -41,8 +41,8 @@ class Sleeper {
  public:
   explicit Sleeper(unsigned int id)
       : group_(MessageLog::groupOf(id)),
-        position_(object().head),
-        thread_([this] { log().sleep(static_cast<std::uint32_t>(position_), group_); }) {}
+        posted_(log().posted()),
+        thread_([this] { log().sleep(posted_, group_); }) {}
   bool isAsleep() const {
     return waitUntil([this] { return (sleepingGroups() & group_) != 0 && conformance::isAsleep(thread_.id()); });
   }
@@ -51,7 +51,7 @@ class Sleeper {
 
  private:
   const std::uint32_t group_;
-  const std::uint64_t position_;
+  const std::uint32_t posted_;
   const Worker thread_;
 };
 
@@ -226,6 +226,44 @@ TEST_F(WakeTest, ACountOfSleepersThatIsFullStaysAtItsEnd) {
     EXPECT_TRUE(sleeper.wakes());
   }
   EXPECT_EQ(sleeperCount(), 0xFFFFU);
+  object().sleepers = 0;
+}
+
+// A receiver is quick: it reads the message before its poster has looked who sleeps, and is about to sleep for the next
+// one, its bit set, when the poster goes on and clears it. One run for each change of the shared words that the poster
+// makes.
+TEST_F(WakeTest, NobodySleepsThroughTheNextMessageWhoLayDownInTheMiddleOfAPost) {
+  const auto words = [] {
+    return std::make_pair(std::make_pair(object().posted.load(), object().owed.load()),
+                          std::make_pair(object().sleepers.load(), object().head.load()));
+  };
+  const auto stepToNextChange = [&](SteppedPoster& process) {
+    const auto last = words();
+    while (words() == last && process.step()) {
+    }
+    return words() != last;
+  };
+  const auto post = [] { log().post(kA, nullptr, 0); };
+  unsigned int changes = 0;
+  for (SteppedPoster poster(post); stepToNextChange(poster);) {
+    ++changes;
+  }
+  ASSERT_GE(changes, 2U);
+  for (unsigned int change = 1; change <= changes; ++change) {
+    SteppedPoster poster(post);
+    for (unsigned int i = 0; i < change; ++i) {
+      ASSERT_TRUE(stepToNextChange(poster));
+    }
+    const std::uint32_t seen = log().posted();
+    SteppedPoster receiver([seen] { log().sleep(seen, kGroupA); });
+    ASSERT_TRUE(stepToNextChange(receiver));  // it has set its bit
+    ASSERT_EQ(sleepingGroups(), kGroupA);
+    poster.runToItsEnd();
+    receiver.letRun();
+    ASSERT_TRUE(waitUntil([&] { return receiver.hasEnded() || receiver.isAsleep(); }));
+    notify(sut, kA);
+    EXPECT_TRUE(waitUntil([&] { return receiver.hasEnded(); })) << "change " << change;
+  }
   object().sleepers = 0;
 }
 
