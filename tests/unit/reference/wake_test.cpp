@@ -40,9 +40,7 @@ constexpr std::uint32_t kEveryGroup = 0xFFFFU;
 class Sleeper {
  public:
   explicit Sleeper(unsigned int id)
-      : group_(MessageLog::groupOf(id)),
-        posted_(log().posted()),
-        thread_([this] { log().sleep(posted_, group_); }) {}
+      : group_(MessageLog::groupOf(id)), posted_(log().posted()), thread_([this] { log().sleep(posted_, group_); }) {}
   bool isAsleep() const {
     return waitUntil([this] { return (sleepingGroups() & group_) != 0 && conformance::isAsleep(thread_.id()); });
   }
