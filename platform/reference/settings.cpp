@@ -211,16 +211,18 @@ class FileStore : public SettingsStore {
     return fsync(aside.get()) == 0 ? 0 : errno;
   }
 
-  // Whoever could use the file before can use it afterwards, as far as we may decide that.
+  // Whoever could use the file before can use it afterwards, and nobody else, as far as we may decide that. Owner and
+  // group stay; a member of the group who is not the owner becomes it and leaves the group. Where the group cannot be
+  // kept, its rights go: they would be another group's.
   void keepAccessRights(int aside) const {
     struct stat status = {};
     if (stat(path().c_str(), &status) != 0) {
       return;
     }
-    const bool isSameOwner = fchown(aside, status.st_uid, status.st_gid) == 0;
-    if (isSameOwner || status.st_uid == geteuid()) {
-      fchmod(aside, status.st_mode & 0777U);
-    }
+    constexpr uid_t kKeep = static_cast<uid_t>(-1);
+    const bool isSameGroup =
+        fchown(aside, status.st_uid, status.st_gid) == 0 || fchown(aside, kKeep, status.st_gid) == 0;
+    fchmod(aside, status.st_mode & (isSameGroup ? 0777U : 0707U));
   }
 
   bool report(const char* function, const char* what, int error) const {

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <system_error>
 
 #include "platform/inprocess/fork_state.h"
@@ -57,6 +58,16 @@ bool lockForSetup(int fd) {
     result = fcntl(fd, F_SETLKW, &range);
   } while (result == -1 && errno == EINTR);
   return result == 0;
+}
+
+// Whether nothing is left to set up. Who may only read an object can hold a file lock on it, too: he must not be able
+// to keep anybody from one that is whole.
+bool isWhole(int fd, const SharedObjectKind& kind) {
+  struct stat status = {};
+  std::uint32_t isReady = 0;
+  constexpr ssize_t kAll = sizeof isReady;
+  return fstat(fd, &status) == 0 && static_cast<std::size_t>(status.st_size) >= kind.size &&
+         pread(fd, &isReady, sizeof isReady, offsetof(SharedHeader, isReady)) == kAll && isReady != 0;
 }
 
 // 0, or the error number. Reserves the pages before it sets the size: an object of full size has them.
@@ -114,7 +125,7 @@ void* mapObject(const std::string& name, const SharedObjectKind& kind, std::stri
     error = reason("shm_open", errno);
     return nullptr;
   }
-  if (!lockForSetup(fd.get())) {
+  if (!isWhole(fd.get(), kind) && !lockForSetup(fd.get())) {
     error = reason("fcntl", errno);
     return nullptr;
   }

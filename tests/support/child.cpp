@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <fstream>
 
+#include "tests/support/private_shm.h"
 #include "tests/support/roles.h"
 
 namespace test_support {
@@ -31,7 +32,7 @@ void closeIfOpen(int& fd) {
 
 Child::Child(const std::string& role, const std::vector<std::string>& args) : name_(role) {
   ::signal(SIGPIPE, SIG_IGN);  // a child that died shows in its answers
-  std::vector<std::string> arguments = {"/proc/self/exe", "--role=" + role};
+  std::vector<std::string> arguments = {pathOfThisProgram(), "--role=" + role};
   arguments.insert(arguments.end(), args.begin(), args.end());
 
   int input[2] = {-1, -1};

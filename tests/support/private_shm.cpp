@@ -3,8 +3,10 @@
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <pwd.h>
 #include <sched.h>
 #include <signal.h>
+#include <spawn.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/file.h>
@@ -15,9 +17,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace test_support {
 namespace {
@@ -26,7 +32,8 @@ constexpr const char* kShmFolder = "/dev/shm";
 constexpr const char* kInsideMark = "LINKAPP_TEST_INSIDE_NAMESPACE";
 
 bool mountOwnShm() {
-  return mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+  // Nobody reads name and type here; without them memory checkers complain.
+  return mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0 &&
          mount("tmpfs", kShmFolder, "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777") == 0;
 }
 
@@ -46,16 +53,66 @@ bool becomeRootOfUserNamespace(uid_t uid, gid_t gid) {
          writeFile("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
 }
 
-// The child of a bare clone: one thread, and a parent that passes its end on.
-[[noreturn]] void startAnewInside(char** argv, uid_t uid, gid_t gid, int report) {
+// Users besides root that tests become: five numbers from here on, and the one that is nobody.
+constexpr unsigned long kFirstUser = 61001;
+constexpr unsigned long kUserCount = 5;
+constexpr unsigned long kNobody = 65534;
+
+// The first of the numbers that the file gives to this user, 0 where there are not enough.
+unsigned long firstSubordinate(const char* path, uid_t uid) {
+  const passwd* const entry = getpwuid(uid);
+  std::ifstream file(path);
+  for (std::string line; std::getline(file, line);) {
+    std::replace(line.begin(), line.end(), ':', ' ');
+    char who[64] = {};
+    unsigned long first = 0;
+    unsigned long count = 0;
+    const bool isRange = sscanf(line.c_str(), "%63s %lu %lu", who, &first, &count) == 3 && count > kUserCount;
+    if (isRange && (std::to_string(uid) == who || (entry != nullptr && strcmp(entry->pw_name, who) == 0))) {
+      return first;
+    }
+  }
+  return 0;
+}
+
+bool runMapper(const char* program, pid_t child, unsigned long own, unsigned long first) {
+  std::vector<std::string> words = {program, std::to_string(child)};
+  for (const unsigned long number : {0UL, own, 1UL, kFirstUser, first, kUserCount, kNobody, first + kUserCount, 1UL}) {
+    words.push_back(std::to_string(number));
+  }
+  std::vector<char*> arguments;
+  for (std::string& word : words) {
+    arguments.push_back(word.data());
+  }
+  arguments.push_back(nullptr);
+  pid_t mapper = -1;
+  int status = 1;
+  return posix_spawnp(&mapper, program, nullptr, nullptr, arguments.data(), environ) == 0 &&
+         waitpid(mapper, &status, 0) == mapper && status == 0;
+}
+
+// Whether the child's namespace has these users now. It takes numbers that the machine gives to this user for that; one
+// without them gets root alone, and tests of other users cannot run.
+bool mapUsers(pid_t child, uid_t uid, gid_t gid) {
+  const unsigned long firstUser = firstSubordinate("/etc/subuid", uid);
+  const unsigned long firstGroup = firstSubordinate("/etc/subgid", uid);
+  return firstUser != 0 && firstGroup != 0 && runMapper("newuidmap", child, uid, firstUser) &&
+         runMapper("newgidmap", child, gid, firstGroup);
+}
+
+// The child of a bare clone: one thread, and a parent that passes its end on. It begins when the parent has mapped its
+// users ('y') or cannot ('n').
+[[noreturn]] void startAnewInside(char** argv, uid_t uid, gid_t gid, int mapped, int report) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  const bool isInside = becomeRootOfUserNamespace(uid, gid) && mountOwnShm();
+  char mapping = 'n';
+  const bool isAsked = read(mapped, &mapping, 1) == 1;
+  const bool isInside = isAsked && (mapping == 'y' || becomeRootOfUserNamespace(uid, gid)) && mountOwnShm();
   const char answer = isInside ? 'y' : 'n';
   if (write(report, &answer, 1) != 1 || !isInside) {
     _exit(1);
   }
   setenv(kInsideMark, "1", 1);
-  execv("/proc/self/exe", argv);
+  execv(pathOfThisProgram().c_str(), argv);
   _exit(127);
 }
 
@@ -75,17 +132,22 @@ void startAnewInNamespaces(char** argv) {
   const uid_t uid = geteuid();
   const gid_t gid = getegid();
   int report[2];
-  if (pipe2(report, O_CLOEXEC) != 0) {
+  int mapped[2];
+  if (pipe2(report, O_CLOEXEC) != 0 || pipe2(mapped, O_CLOEXEC) != 0) {
     return;
   }
   // Not fork: sanitizers hook it and start threads of their own in the child.
   const long child = syscall(SYS_clone, CLONE_NEWUSER | CLONE_NEWNS | SIGCHLD, nullptr, nullptr, nullptr, nullptr);
   if (child == 0) {
-    startAnewInside(argv, uid, gid, report[1]);
+    startAnewInside(argv, uid, gid, mapped[0], report[1]);
   }
   close(report[1]);
+  close(mapped[0]);
+  const char mapping = child != -1 && mapUsers(static_cast<pid_t>(child), uid, gid) ? 'y' : 'n';
   char answer = 'n';
-  const bool isInside = child != -1 && read(report[0], &answer, 1) == 1 && answer == 'y';
+  const bool isInside =
+      child != -1 && write(mapped[1], &mapping, 1) == 1 && read(report[0], &answer, 1) == 1 && answer == 'y';
+  close(mapped[1]);
   close(report[0]);
   if (isInside) {
     passOnEndOf(static_cast<pid_t>(child));
@@ -139,6 +201,10 @@ void runAlone(const char* reason) {
 }
 
 }  // namespace
+
+std::string pathOfThisProgram() {
+  return std::filesystem::read_symlink("/proc/self/exe").string();
+}
 
 void enterPrivateShm(char** argv) {
   if (getenv(kInsideMark) != nullptr) {

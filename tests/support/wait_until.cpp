@@ -2,7 +2,15 @@
 
 #include <time.h>
 
+#include <algorithm>
+#include <cstdlib>
+
 namespace test_support {
+
+double slownessOfTool() noexcept {
+  const char* const given = getenv("LINKAPP_TEST_SLOWNESS");
+  return given == nullptr ? 1 : std::max(1.0, strtod(given, nullptr));
+}
 
 double monotonicSeconds() {
   timespec now = {};

@@ -18,8 +18,12 @@ constexpr double kSlowness = 1;
 constexpr double kSlowness = 1;
 #endif
 
+// How much slower a tool makes everything that runs this program, as LINKAPP_TEST_SLOWNESS in the environment says; 1
+// where it is not there.
+double slownessOfTool() noexcept;
+
 // Seconds after which something that should happen at once counts as never happening.
-constexpr double kDeadline = 20 * kSlowness;
+inline const double kDeadline = 20 * kSlowness * slownessOfTool();
 
 // Looks at `condition` every now and then until it is true. False where it is not after `seconds`.
 [[nodiscard]] bool waitUntil(const std::function<bool()>& condition, double seconds = kDeadline);
