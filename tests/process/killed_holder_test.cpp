@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr double kSoon = 1 * test_support::kSlowness;
+const double kSoon = test_support::kDeadline / 20;
 
 class KilledHolder : public ChannelTest, public testing::WithParamInterface<Segment> {
  protected:

@@ -14,7 +14,11 @@
 
 namespace {
 
-constexpr unsigned int kSequences = 50000;  // of each side
+// Of each side. Tools that slow the program down want fewer.
+unsigned long sequences() {
+  const char* const text = getenv("LINKAPP_MODEL_SEQUENCES");
+  return text != nullptr ? strtoul(text, nullptr, 10) : 50000;
+}
 
 std::uint64_t chosenSeed() {
   const char* const text = getenv("LINKAPP_MODEL_SEED");
@@ -295,7 +299,7 @@ class SppModel : public DeviceStatusModelTest {
 };
 
 TEST_F(SppModel, SaysTheSameOfEverySequenceOfListsAndConnections) {
-  for (sequence = 0; sequence < kSequences; ++sequence) {
+  for (sequence = 0; sequence < sequences(); ++sequence) {
     isLong = random.oneIn(50);
     if (!run(6, [this](const Pair& pair) { return nextStep(pair); })) {
       return;
@@ -358,7 +362,7 @@ class IosModel : public DeviceStatusModelTest {
 };
 
 TEST_F(IosModel, SaysTheSameOfEverySequenceOfRecords) {
-  for (sequence = 0; sequence < kSequences; ++sequence) {
+  for (sequence = 0; sequence < sequences(); ++sequence) {
     isLong = random.oneIn(1000);
     if (!(isLong ? runWithFullList() : run(12, [this](const Pair& /*pair*/) { return nextStep(); }))) {
       return;
@@ -386,7 +390,7 @@ class BothModel : public DeviceStatusModelTest {
 };
 
 TEST_F(BothModel, SaysTheSameOfSequencesInWhichBothSidesMeet) {
-  for (sequence = 0; sequence < kSequences / 5; ++sequence) {
+  for (sequence = 0; sequence < sequences() / 5; ++sequence) {
     if (!run(12, [this](const Pair& /*pair*/) { return nextStep(); })) {
       return;
     }
