@@ -9,6 +9,7 @@
 
 #include "VQFramework/Singleton/VQSingletonFinalizer.h"
 #include "VQFramework/Sync/VQSync.h"
+#include "VQFramework/Sync/VQSyncGuard.h"
 #include "VQFramework/VQFrameworkExport.h"
 
 template <class T>
@@ -21,14 +22,13 @@ class VQ_FRAMEWORK_API VQSingleton {
     if (instance != nullptr) {
       return instance;
     }
-    sync().Lock(VQSync::kWaitForever);
+    const VQSyncGuard guard(sync());  // opened again also where T's constructor throws
     instance = instance_.load(std::memory_order_relaxed);
     if (instance == nullptr) {
       instance = new T();
       instance_.store(instance, std::memory_order_release);
       VQSingletonFinalizer::addDestroyFunc(&VQSingleton<T>::destroy);
     }
-    sync().Unlock();
     return instance;
   }
 

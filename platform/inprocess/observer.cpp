@@ -21,16 +21,14 @@ void VQObserverLinks::add(const std::shared_ptr<ObserverList>& list) {
   }
 }
 
-std::vector<std::shared_ptr<ObserverList>> VQObserverLinks::take() {
-  std::vector<std::shared_ptr<ObserverList>> alive;
+std::shared_ptr<ObserverList> VQObserverLinks::takeOne() {
   MutexLock lock(mutex_);
-  for (const std::weak_ptr<ObserverList>& entry : lists_) {
-    if (std::shared_ptr<ObserverList> list = entry.lock()) {
-      alive.push_back(list);
-    }
+  std::shared_ptr<ObserverList> list;
+  while (list == nullptr && !lists_.empty()) {
+    list = lists_.back().lock();
+    lists_.pop_back();
   }
-  lists_.clear();
-  return alive;
+  return list;
 }
 
 VQObserver_::VQObserver_() : links_(new VQObserverLinks) {}
@@ -40,7 +38,7 @@ VQObserver_::~VQObserver_() {
 }
 
 void VQObserver_::DetachFromSubjects() {
-  for (const std::shared_ptr<ObserverList>& list : links_->take()) {
+  while (const std::shared_ptr<ObserverList> list = links_->takeOne()) {
     list->removeFromEveryOwner(this);
   }
 }

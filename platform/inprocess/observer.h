@@ -18,8 +18,8 @@ class VQObserverLinks {
 
   void add(const std::shared_ptr<vqframework::ObserverList>& list);
 
-  // The lists that still exist; forgets them all.
-  std::vector<std::shared_ptr<vqframework::ObserverList>> take();
+  // One of the lists that still exist, and forgets it; null where there is none. Takes no memory: a destructor asks.
+  std::shared_ptr<vqframework::ObserverList> takeOne();
 
  private:
   vqframework::Mutex mutex_;  // a leaf

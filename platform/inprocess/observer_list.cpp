@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
+#include <new>
 #include <utility>
 
 #include "platform/inprocess/observer.h"
@@ -49,8 +51,7 @@ void ObserverList::add(VQObserver_* observer, const void* owner, std::vector<uns
   entry->bitsTell = std::all_of(ids.begin(), ids.end(), [](unsigned int id) { return id < 64; });
   entry->what = {observer, owner, std::move(ids), from};
   MutexLock lock(mutex_);
-  const Snapshot* const now = snapshot_.load(std::memory_order_relaxed);
-  auto next = now == nullptr ? std::make_unique<Snapshot>() : std::make_unique<Snapshot>(*now);
+  auto next = copyOfAlive();
   next->push_back(std::move(entry));
   replaceSnapshot(std::move(next));
   if (snapshots_.size() > kSpareSnapshots) {
@@ -74,19 +75,9 @@ bool ObserverList::removeMatching(const Match& match) {
   bool found = false;
   {
     MutexLock lock(mutex_);
-    auto rest = std::make_unique<Snapshot>();
-    if (const Snapshot* const now = snapshot_.load(std::memory_order_relaxed)) {
-      for (const std::shared_ptr<Entry>& entry : *now) {
-        if (match.covers(entry->what)) {
-          entry->isAlive.store(false, std::memory_order_release);
-          found = true;
-        } else {
-          rest->push_back(entry);
-        }
-      }
-    }
+    found = killMatching(match);
     if (found) {
-      replaceSnapshot(rest->empty() ? nullptr : std::move(rest));
+      dropDead();
     }
     heavyFence();
     // Waits also where nothing was found: another thread may have removed it a moment ago.
@@ -101,11 +92,46 @@ bool ObserverList::removeMatching(const Match& match) {
   return found;
 }
 
-void ObserverList::replaceSnapshot(std::unique_ptr<const Snapshot> next) {
-  snapshot_.store(next.get(), std::memory_order_release);
-  if (next != nullptr) {
-    snapshots_.push_back(std::move(next));
+// Whether there was one.
+bool ObserverList::killMatching(const Match& match) {
+  bool found = false;
+  if (const Snapshot* const now = snapshot_.load(std::memory_order_relaxed)) {
+    for (const std::shared_ptr<Entry>& entry : *now) {
+      if (match.covers(entry->what) && entry->isAlive.exchange(false, std::memory_order_acq_rel)) {
+        found = true;
+      }
+    }
   }
+  return found;
+}
+
+std::unique_ptr<ObserverList::Snapshot> ObserverList::copyOfAlive() const {
+  auto copy = std::make_unique<Snapshot>();
+  if (const Snapshot* const now = snapshot_.load(std::memory_order_relaxed)) {
+    copy->reserve(now->size() + 1);
+    std::copy_if(now->begin(), now->end(), std::back_inserter(*copy), isAlive);
+  }
+  return copy;
+}
+
+// Destructors remove observers, so this must not fail: where there is no memory the dead stay in the snapshot, and
+// nobody calls them.
+void ObserverList::dropDead() {
+  const Snapshot* const now = snapshot_.load(std::memory_order_relaxed);
+  if (std::none_of(now->begin(), now->end(), isAlive)) {
+    snapshot_.store(nullptr, std::memory_order_release);
+    return;
+  }
+  try {
+    replaceSnapshot(copyOfAlive());
+  } catch (const std::bad_alloc&) {  // they stay
+  }
+}
+
+void ObserverList::replaceSnapshot(std::unique_ptr<const Snapshot> next) {
+  const Snapshot* const address = next.get();
+  snapshots_.push_back(std::move(next));  // first: this may find no memory
+  snapshot_.store(address, std::memory_order_release);
 }
 
 // At most one snapshot stays for each walk that is going on.
@@ -159,17 +185,14 @@ void ObserverList::waitForEnd(const RunningCall& call) {
 
 ObserverList::RunningCall ObserverList::callToWaitFor(const Match& match,
                                                       const std::vector<const CallFrame*>& passed) const {
-  // The snapshots of running calls stay while this thread holds the lock, see freeUnusedSnapshots.
-  const std::vector<const Entry*> meant = entriesThatMatch(match);
-  const ThreadNode* const self = currentThread();
+  const ThreadNode* const self = threadNode;  // one that has none yet calls nobody
   RunningCall found;
   anyFrame([&](ThreadNode& thread, const CallFrame& frame) {
     if (&thread == self || frame.list.load(std::memory_order_acquire) != this) {
       return false;
     }
     const void* const registration = frame.registration.load(std::memory_order_acquire);
-    if (std::find(meant.begin(), meant.end(), registration) == meant.end() ||
-        std::find(passed.begin(), passed.end(), &frame) != passed.end()) {
+    if (!isMeant(registration, match) || std::find(passed.begin(), passed.end(), &frame) != passed.end()) {
       return false;
     }
     found = {&thread, &frame, registration};
@@ -178,17 +201,15 @@ ObserverList::RunningCall ObserverList::callToWaitFor(const Match& match,
   return found;
 }
 
-// Those that were removed and are being called included.
-std::vector<const ObserverList::Entry*> ObserverList::entriesThatMatch(const Match& match) const {
-  std::vector<const Entry*> entries;
-  for (const std::unique_ptr<const Snapshot>& snapshot : snapshots_) {
-    for (const std::shared_ptr<Entry>& entry : *snapshot) {
-      if (match.covers(entry->what)) {
-        entries.push_back(entry.get());
-      }
-    }
-  }
-  return entries;
+// Whether what a frame shows is one that matches; those that were removed and are being called included. (The snapshots
+// of running calls are kept while this thread holds the lock, see freeUnusedSnapshots.)
+bool ObserverList::isMeant(const void* registration, const Match& match) const {
+  const auto isIt = [registration, &match](const std::shared_ptr<Entry>& entry) {
+    return entry.get() == registration && match.covers(entry->what);
+  };
+  return std::any_of(snapshots_.begin(), snapshots_.end(), [&isIt](const std::unique_ptr<const Snapshot>& snapshot) {
+    return std::any_of(snapshot->begin(), snapshot->end(), isIt);
+  });
 }
 
 void ObserverList::call(unsigned int id, void* data, unsigned int size, std::uint64_t sequence) {
@@ -260,7 +281,9 @@ std::vector<ObserverList::Registration> ObserverList::registrations() const {
   std::vector<Registration> result;
   if (const Snapshot* const now = snapshot_.load(std::memory_order_relaxed)) {
     for (const std::shared_ptr<Entry>& entry : *now) {
-      result.push_back(entry->what);
+      if (isAlive(entry)) {
+        result.push_back(entry->what);
+      }
     }
   }
   return result;

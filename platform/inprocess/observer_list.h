@@ -2,8 +2,9 @@
 // lets them come and go meanwhile, and makes sure that a removed observer is not being called any more.
 //
 // Life of a removal: under the list's lock a registration is marked as dead and a new snapshot without it is put in
-// place; then a heavy fence. From there on every thread that looks at the registration sees that it is dead, and a
-// thread that was faster has written down that it is calling it: for its end the remover waits.
+// place, where there is memory for one; then a heavy fence. From there on every thread that looks at the registration
+// sees that it is dead, and a thread that was faster has written down that it is calling it: for its end the remover
+// waits.
 // A thread that calls takes no lock. It writes down the snapshot that it walks through, and each registration before it
 // asks whether that is alive.
 #pragma once
@@ -95,12 +96,17 @@ class ObserverList : public std::enable_shared_from_this<ObserverList> {
   virtual void afterRemoval() {}
 
   bool removeMatching(const Match& match);
+  static bool isAlive(const std::shared_ptr<Entry>& entry) { return entry->isAlive.load(std::memory_order_relaxed); }
+  bool killMatching(const Match& match) VQ_REQUIRES(mutex_);
+  std::unique_ptr<Snapshot> copyOfAlive() const VQ_REQUIRES(mutex_);
+  void dropDead() VQ_REQUIRES(mutex_);
   void replaceSnapshot(std::unique_ptr<const Snapshot> next) VQ_REQUIRES(mutex_);
   void freeUnusedSnapshots() VQ_REQUIRES(mutex_);
   void waitForCalls(const Match& match) VQ_REQUIRES(mutex_);
   void waitForEnd(const RunningCall& call) VQ_REQUIRES(mutex_);
   RunningCall callToWaitFor(const Match& match, const std::vector<const CallFrame*>& passed) const VQ_REQUIRES(mutex_);
-  std::vector<const Entry*> entriesThatMatch(const Match& match) const VQ_REQUIRES(mutex_);
+  // Under the lock as well; the analysis cannot follow it into the visit of a frame.
+  bool isMeant(const void* registration, const Match& match) const VQ_NO_THREAD_SAFETY_ANALYSIS;
 
   const Snapshot* protectSnapshot(CallFrame& frame) const;
   void makeCall(CallFrame& frame, const Entry& entry, unsigned int id, void* data, unsigned int size);

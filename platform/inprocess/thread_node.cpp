@@ -14,6 +14,7 @@ namespace {
 
 std::atomic<ThreadNode*> newest{nullptr};
 pthread_key_t threadEnd;
+bool hasKey = false;  // false where the program has used up all keys: a thread that ends leaves its node behind
 
 // Not the destructor of a thread-local object: those run at exit, too, while the thread may still call and be called.
 void giveBack(void* value) {
@@ -34,7 +35,7 @@ void giveBack(void* value) {
 
 // Before the program has a second thread, or else the kernel takes milliseconds for it.
 __attribute__((constructor)) void prepareThreads() {
-  pthread_key_create(&threadEnd, &giveBack);
+  hasKey = pthread_key_create(&threadEnd, &giveBack) == 0;
   kernelFences = syscall(SYS_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0, 0) == 0;
 }
 
@@ -61,7 +62,9 @@ ThreadNode* makeAnother() {
 ThreadNode* makeThreadNode() {
   ThreadNode* const leftOver = takeOver();
   threadNode = leftOver != nullptr ? leftOver : makeAnother();
-  pthread_setspecific(threadEnd, threadNode);
+  if (hasKey) {
+    pthread_setspecific(threadEnd, threadNode);
+  }
   return threadNode;
 }
 
@@ -75,10 +78,12 @@ CallFrame* makeFrameAbove(CallFrame& frame) {
   return above;
 }
 
+// The kernel may be short of memory for the quick kind; the slow one needs none. Where a filter that was set up after
+// the start of the program forbids both there is nothing left to try.
 void heavyFence() {
-  if (kernelFences) {
-    syscall(SYS_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 0);
-  } else {
+  const bool isDone = kernelFences && (syscall(SYS_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 0) == 0 ||
+                                       syscall(SYS_membarrier, MEMBARRIER_CMD_GLOBAL, 0, 0) == 0);
+  if (!isDone) {
     std::atomic_thread_fence(std::memory_order_seq_cst);
   }
 }

@@ -18,13 +18,25 @@ struct CallFrame {
   std::atomic<CallFrame*> above{nullptr};          // of a walk within the call; made when first needed, then kept
 };
 
+// Frames that every thread has: a message passes through three lists, and delivering it must not depend on memory.
+constexpr int kOwnFrames = 6;
+
 // Nodes are never freed: a thread that begins takes over what a thread that has ended left.
 struct ThreadNode {
   ThreadNode* waitsFor = nullptr;  // guarded by the wait graph's own lock
   CallFrame bottom;
+  CallFrame others[kOwnFrames - 1];
   CallFrame* next = &bottom;  // the frame of the next walk; for the thread itself
   std::atomic<bool> isTaken{true};
   ThreadNode* older = nullptr;  // the list of all nodes
+
+  ThreadNode() {
+    CallFrame* below = &bottom;
+    for (CallFrame& frame : others) {
+      below->above.store(&frame, std::memory_order_relaxed);
+      below = &frame;
+    }
+  }
 };
 
 // Null until first asked for. The compiler's own kind of thread-local: the standard one is reached through a function,
