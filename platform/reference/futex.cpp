@@ -14,8 +14,8 @@ void futexWait(std::atomic<std::uint32_t>& word, std::uint32_t expected, std::ui
   syscall(SYS_futex, &word, FUTEX_WAIT_BITSET, expected, nullptr, nullptr, bits);
 }
 
-void futexWake(std::atomic<std::uint32_t>& word, std::uint32_t bits) {
-  syscall(SYS_futex, &word, FUTEX_WAKE_BITSET, INT_MAX, nullptr, nullptr, bits);
+bool futexWake(std::atomic<std::uint32_t>& word, std::uint32_t bits) {
+  return syscall(SYS_futex, &word, FUTEX_WAKE_BITSET, INT_MAX, nullptr, nullptr, bits) != -1;
 }
 
 }  // namespace vqframework

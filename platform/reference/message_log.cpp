@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <memory>
 #include <string>
 
 #include "VQFramework/Debug/VQDbgOutput.h"
@@ -23,9 +24,9 @@ constexpr std::uint32_t kSizeBits = 16;
 constexpr std::uint32_t kSizeMask = (1U << kSizeBits) - 1;
 constexpr std::uint64_t kOneChange = 1ULL << kGroupCount;
 
-void initializeLogObject(void* object) {
+int initializeLogObject(void* object) {
   // The rest of an empty log is zero.
-  initializeRobustMutex(static_cast<MessageLogObject*>(object)->postingLock);
+  return initializeRobustMutex(static_cast<MessageLogObject*>(object)->postingLock);
 }
 
 constexpr SharedObjectKind kLogKind = {kMessageLogMagic, kMessageLogVersion, sizeof(MessageLogObject),
@@ -85,17 +86,25 @@ void loadPayload(const MessageSlot& slot, Message& message) {
 
 class MessageLog::PostingLock {
  public:
-  explicit PostingLock(MessageLog& log) : mutex_(log.object_->postingLock) {
-    if (lockRobustMutex(mutex_) == Taken::kOwnerDied) {
+  explicit PostingLock(MessageLog& log) : mutex_(log.object_->postingLock), taken_(lockRobustMutex(mutex_)) {
+    if (taken_ == Taken::kOwnerDied) {
       log.repair();
     }
   }
-  ~PostingLock() { unlockRobustMutex(mutex_); }
+  ~PostingLock() {
+    if (isHeld()) {
+      unlockRobustMutex(mutex_);
+    }
+  }
   PostingLock(const PostingLock&) = delete;
   PostingLock& operator=(const PostingLock&) = delete;
 
+  // False where it is damaged: nobody may append then, and nobody does. Reading does no harm.
+  bool isHeld() const { return taken_ != Taken::kDamaged; }
+
  private:
   pthread_mutex_t& mutex_;
+  const Taken taken_;
 };
 
 MessageLog* MessageLog::opened() {
@@ -103,15 +112,16 @@ MessageLog* MessageLog::opened() {
 }
 
 MessageLog* MessageLog::get() {
-  if (MessageLog* const log = opened()) {
-    return log;
+  if (MessageLog* const existing = opened()) {
+    return existing;
   }
   static Mutex* const mutex = new Mutex;
   static std::string* const lastError = new std::string;
   MutexLock lock(*mutex);
-  if (MessageLog* const log = opened()) {
-    return log;
+  if (MessageLog* const existing = opened()) {
+    return existing;
   }
+  std::unique_ptr<MessageLog> log(new MessageLog);
   std::string error;
   void* const object = mapObject(kMessageLogName, kLogKind, error);
   if (object == nullptr) {
@@ -123,14 +133,18 @@ MessageLog* MessageLog::get() {
     }
     return nullptr;
   }
-  openedLog.store(new MessageLog(static_cast<MessageLogObject*>(object)), std::memory_order_release);
+  log->object_ = static_cast<MessageLogObject*>(object);
+  openedLog.store(log.release(), std::memory_order_release);
   return opened();
 }
 
-void MessageLog::post(std::uint32_t id, const void* data, std::uint32_t size) {
+bool MessageLog::post(std::uint32_t id, const void* data, std::uint32_t size) {
   std::uint32_t wakes = 0;
   {
     const PostingLock lock(*this);
+    if (!lock.isHeld()) {
+      return false;
+    }
     append(id, data, size, false);
     wakes = takeWakes(groupOf(id));
   }
@@ -138,6 +152,7 @@ void MessageLog::post(std::uint32_t id, const void* data, std::uint32_t size) {
   if (isTimeToYield()) {
     oweYield();
   }
+  return true;
 }
 
 bool MessageLog::isTimeToYield() {
@@ -154,12 +169,19 @@ void MessageLog::markYield() const {
   object_->yieldMark.store(1, std::memory_order_relaxed);
 }
 
-void MessageLog::nudgeOwnReceiver() {
+bool MessageLog::nudgeOwnReceiver() {
   {
     const PostingLock lock(*this);
+    if (!lock.isHeld()) {
+      return false;
+    }
     append(0, nullptr, 0, true);
   }
-  futexWake(object_->posted, kickBit());
+  const bool isAwake = futexWake(object_->posted, kickBit());
+  if (!isAwake) {
+    addOwed(kEveryGroup);  // whoever posts next pays, and wakes it too
+  }
+  return isAwake;
 }
 
 // The order of the stores is what readers and the repair rely on, see the layout.
@@ -217,7 +239,9 @@ void MessageLog::wake(std::uint32_t groups) {
   if (open == 0) {
     return;  // another poster has paid meanwhile, after this thread's messages were in the log
   }
-  futexWake(object_->posted, open);
+  if (!futexWake(object_->posted, open)) {
+    return;  // still owed: the next poster pays
+  }
   // Struck off only where nothing was added since: a group that is owed anew must stay. One that stays for no reason
   // costs the next poster a system call.
   object_->owed.compare_exchange_strong(owed, owed & ~std::uint64_t{open}, std::memory_order_seq_cst);

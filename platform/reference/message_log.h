@@ -51,11 +51,13 @@ class MessageLog {
   // Less than half a data ring of the channel, whose readers must not fall further behind.
   static constexpr std::uint32_t kPostsPerYield = 16;
 
-  // Appends a message and owes the wake-ups that it calls for (wake_debt.h).
-  void post(std::uint32_t id, const void* data, std::uint32_t size);
+  // Appends a message and owes the wake-ups that it calls for (wake_debt.h). False, and nothing is appended, where
+  // somebody has damaged the posting lock.
+  bool post(std::uint32_t id, const void* data, std::uint32_t size);
 
-  // Makes sure that the receiver of this process does not sleep, and does not fall asleep, on its old position.
-  void nudgeOwnReceiver();
+  // Makes sure that the receiver of this process does not sleep, and does not fall asleep, on its old position. False
+  // where that could not be done: it may sleep until the next message of anybody.
+  bool nudgeOwnReceiver();
 
   // Copies message `position`. kOverwritten: it is no longer there.
   Read read(std::uint64_t position, Message& message) const;
@@ -92,7 +94,7 @@ class MessageLog {
   static std::uint32_t groupOf(std::uint32_t id) { return 1U << (id % kGroupCount); }
 
  private:
-  explicit MessageLog(MessageLogObject* object) : object_(object) {}
+  MessageLog() = default;
 
   // RAII for the posting lock; repairs what a dead poster left.
   class PostingLock;
@@ -105,8 +107,8 @@ class MessageLog {
   IdentifierCount* countOf(std::uint32_t id, bool mayAdd);
   Snapshot snapshotLocked(const std::vector<std::uint32_t>& ids);
 
-  MessageLogObject* const object_;
-  RecentProcessor processor_;  // of this process's posts; under the posting lock
+  MessageLogObject* object_ = nullptr;  // constant once the log is opened
+  RecentProcessor processor_;           // of this process's posts; under the posting lock
   std::atomic<std::uint32_t> postsInARow_{0};
 };
 

@@ -1,6 +1,7 @@
 #include "platform/reference/named_lock.h"
 
 #include <map>
+#include <utility>
 
 #include "VQFramework/Debug/VQDbgOutput.h"
 #include "platform/inprocess/fork_state.h"
@@ -15,8 +16,8 @@ namespace {
 constexpr const char* kLogFile = "VQFramework/SharedMemory/VQSharedSyncObject";
 constexpr const char* kLogFunction = "VQSharedSyncObject";
 
-void initializeLockObject(void* object) {
-  initializeRobustMutex(static_cast<LockObject*>(object)->mutex);
+int initializeLockObject(void* object) {
+  return initializeRobustMutex(static_cast<LockObject*>(object)->mutex);
 }
 
 constexpr SharedObjectKind kLockKind = {0x4B4C5156U /* "VQLK" */, 1, sizeof(LockObject), &initializeLockObject};
@@ -83,7 +84,8 @@ NamedLock::~NamedLock() {
 void NamedLock::usePrivateObject() {
   privateObject_ = std::make_unique<LockObject>();
   object_ = privateObject_.get();
-  initializeLockObject(object_);
+  // Where that fails the zeros are a mutex that threads of this process can share: all that is needed of it here.
+  static_cast<void>(initializeLockObject(object_));
 }
 
 void NamedLock::lock() {
@@ -93,9 +95,13 @@ void NamedLock::lock() {
   const std::uint64_t self = threadNumber();
   if (ownerThread_.load(std::memory_order_relaxed) != self) {
     const Taken taken = lockRobustMutex(object_->mutex);
+    if (taken != Taken::kDamaged) {
+      object_->holderPid.store(processId(), std::memory_order_relaxed);
+    } else {
+      lockOwn();
+    }
     ownerThread_.store(self, std::memory_order_relaxed);
     depth_ = 0;
-    object_->holderPid.store(processId(), std::memory_order_relaxed);
     if (taken != Taken::kFree) {
       noteTrouble(taken);
     }
@@ -109,19 +115,41 @@ void NamedLock::unlock() {
     return;
   }
   if (--depth_ == 0) {
-    object_->holderPid.store(0, std::memory_order_relaxed);
     ownerThread_.store(0, std::memory_order_relaxed);
-    unlockRobustMutex(object_->mutex);
+    if (isOwnHeld_) {
+      unlockOwn();
+    } else {
+      object_->holderPid.store(0, std::memory_order_relaxed);
+      unlockRobustMutex(object_->mutex);
+    }
   }
   namedLockLeft();
 }
 
-void NamedLock::noteTrouble(Taken taken) const {
+// The analysis cannot follow a lock whose holder is found out at run time.
+void NamedLock::lockOwn() VQ_NO_THREAD_SAFETY_ANALYSIS {
+  own_.lock();
+  isOwnHeld_ = true;
+}
+
+void NamedLock::unlockOwn() VQ_NO_THREAD_SAFETY_ANALYSIS {
+  isOwnHeld_ = false;
+  own_.unlock();
+}
+
+void NamedLock::noteTrouble(Taken taken) {
   if (taken == Taken::kContended) {
     object_->contendedAcquisitions.fetch_add(1, std::memory_order_relaxed);
     return;
   }
-  VQDbgOutput::DbgPrint(kLogFile, "lock", 0, 1, "lock \"%s\": its holder died; taken over\n", name_.c_str());
+  if (taken == Taken::kOwnerDied) {
+    VQDbgOutput::DbgPrint(kLogFile, "lock", 0, 1, "lock \"%s\": its holder died; taken over\n", name_.c_str());
+  } else if (!std::exchange(isDamageTold_, true)) {
+    VQDbgOutput::DbgPrint(kLogFile, "lock", 0, 1,
+                          "lock \"%s\" is damaged and works inside this process only; stop every process that uses it "
+                          "and remove /dev/shm/%s.lock\n",
+                          name_.c_str(), name_.c_str());
+  }
 }
 
 }  // namespace vqframework

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/inprocess/mutex.h"
 #include "platform/reference/robust_mutex.h"
 #include "platform/reference/shared_object.h"
 
@@ -37,13 +38,19 @@ class NamedLock {
  private:
   explicit NamedLock(const std::string& name);
   void usePrivateObject();
-  [[gnu::cold]] void noteTrouble(Taken taken) const;
+  [[gnu::cold]] void lockOwn();
+  [[gnu::cold]] void unlockOwn();
+  [[gnu::cold]] void noteTrouble(Taken taken);
 
   const std::string name_;
   LockObject* object_ = nullptr;
   std::unique_ptr<LockObject> privateObject_;  // where no shared one can be had
   std::atomic<std::uint64_t> ownerThread_{0};  // thread of this process that holds it, 0 = none
-  unsigned int depth_ = 0;                     // its holds; touched by the holder only
+  // Touched by the holder only.
+  unsigned int depth_ = 0;  // its holds
+  bool isOwnHeld_ = false;  // `own_` is what it holds
+  bool isDamageTold_ = false;
+  Mutex own_;  // stands in for a mutex that somebody has damaged
 };
 
 }  // namespace vqframework

@@ -11,7 +11,10 @@ using vqframework::MessageLog;
 // Its address tells this notifier's registrations from others'.
 struct VQSharedMemNotifier::State {};
 
-VQSharedMemNotifier::VQSharedMemNotifier(bool /*ownThread*/) : state_(new State) {}
+VQSharedMemNotifier::VQSharedMemNotifier(bool /*ownThread*/) : state_(new State) {
+  static const Delivery& first = Delivery::instance();  // made now, since the destructor must not need memory
+  static_cast<void>(first);
+}
 
 VQSharedMemNotifier::~VQSharedMemNotifier() {
   Delivery::instance().removeOwner(state_);
@@ -43,6 +46,12 @@ bool VQSharedMemNotifier::NotifyDataUpdate(unsigned int id, const void* data, un
   if (log == nullptr) {
     return false;
   }
-  log->post(id, data, size);
+  if (!log->post(id, data, size)) {
+    VQDbgOutput::DbgPrint("VQFramework/SharedMemory/VQSharedMemNotifier", "NotifyDataUpdate", 0, 1,
+                          "message of identifier %u refused: the log is damaged; stop every process that uses it and "
+                          "remove /dev/shm/%s\n",
+                          id, vqframework::kMessageLogName);
+    return false;
+  }
   return true;
 }

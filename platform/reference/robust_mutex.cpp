@@ -11,15 +11,19 @@ constexpr int kTriesBeforeSleep = 50;
 
 }  // namespace
 
-void initializeRobustMutex(pthread_mutex_t& mutex) {
+int initializeRobustMutex(pthread_mutex_t& mutex) {
   pthread_mutexattr_t attributes;
-  pthread_mutexattr_init(&attributes);
+  int error = pthread_mutexattr_init(&attributes);
+  if (error != 0) {
+    return error;
+  }
   pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
   pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
   pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
-  pthread_mutexattr_setprotocol(&attributes, PTHREAD_PRIO_INHERIT);
-  pthread_mutex_init(&mutex, &attributes);
+  error = pthread_mutexattr_setprotocol(&attributes, PTHREAD_PRIO_INHERIT);
+  error = error != 0 ? error : pthread_mutex_init(&mutex, &attributes);
   pthread_mutexattr_destroy(&attributes);
+  return error;
 }
 
 Taken lockRobustMutexAfter(int firstResult, pthread_mutex_t& mutex) {
@@ -35,6 +39,9 @@ Taken lockRobustMutexAfter(int firstResult, pthread_mutex_t& mutex) {
   if (result == EOWNERDEAD) {
     pthread_mutex_consistent(&mutex);
     return Taken::kOwnerDied;
+  }
+  if (result != 0) {
+    return Taken::kDamaged;
   }
   return contended ? Taken::kContended : Taken::kFree;
 }

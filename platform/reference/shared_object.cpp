@@ -39,10 +39,13 @@ std::string reason(const char* what, int error) {
 }
 
 int openObject(const std::string& objectName) {
-  const int fd = shm_open(objectName.c_str(), O_CREAT | O_RDWR, kMode);
+  int fd = shm_open(objectName.c_str(), O_CREAT | O_RDWR, kMode);
   if (fd == -1 && errno == EACCES) {
     // A sticky directory refuses O_CREAT on another owner's object even where its mode would let us in.
-    return shm_open(objectName.c_str(), O_RDWR, 0);
+    fd = shm_open(objectName.c_str(), O_RDWR, 0);
+    if (fd == -1 && errno == ENOENT) {
+      errno = EACCES;  // what stands in the way is that it may not be made
+    }
   }
   return fd;
 }
@@ -104,9 +107,12 @@ std::string describeMismatch(const SharedHeader& header, const SharedObjectKind&
   return "";
 }
 
-void makeWhole(void* object, const SharedObjectKind& kind) {
+// 0, or the error number; the object is not marked as ready then.
+int makeWhole(void* object, const SharedObjectKind& kind) {
   memset(object, 0, kind.size);
-  kind.initialize(object);
+  if (const int error = kind.initialize(object)) {
+    return error;
+  }
   SharedHeader& header = *static_cast<SharedHeader*>(object);
   header.magic = kind.magic;
   header.layoutVersion = kind.layoutVersion;
@@ -114,6 +120,7 @@ void makeWhole(void* object, const SharedObjectKind& kind) {
   header.mutexSize = static_cast<std::uint32_t>(sizeof(pthread_mutex_t));
   header.objectSize = kind.size;
   header.isReady.store(1, std::memory_order_release);
+  return 0;
 }
 
 }  // namespace
@@ -141,7 +148,11 @@ void* mapObject(const std::string& name, const SharedObjectKind& kind, std::stri
   }
   const SharedHeader& header = *static_cast<const SharedHeader*>(object);
   if (header.isReady.load(std::memory_order_acquire) == 0) {
-    makeWhole(object, kind);
+    if (const int setupError = makeWhole(object, kind)) {
+      error = reason("pthread_mutex_init", setupError);
+      munmap(object, kind.size);
+      return nullptr;
+    }
   }
   const std::string mismatch = describeMismatch(header, kind);
   if (!mismatch.empty()) {

@@ -25,7 +25,8 @@ struct SharedObjectKind {
   std::uint32_t magic;
   std::uint32_t layoutVersion;
   std::size_t size;
-  void (*initialize)(void* object);  // the object is all zero; the header is filled in afterwards
+  // The object is all zero; the header is filled in afterwards. 0, or the error number of pthread_mutex_init.
+  int (*initialize)(void* object);
 };
 
 // Opens "/" + `name`, or creates it with mode 0664 less the umask. Returns its address, valid until unmapObject.

@@ -40,8 +40,10 @@ struct Content {
   unsigned int changed;
 };
 
-const SharedObjectKind kKind = {0x74736574U, 3, sizeof(Content),
-                                [](void* object) { static_cast<Content*>(object)->number = 7; }};
+const SharedObjectKind kKind = {0x74736574U, 3, sizeof(Content), [](void* object) {
+                                  static_cast<Content*>(object)->number = 7;
+                                  return 0;
+                                }};
 
 void makeFile(const std::string& name, off_t size) {
   const int fd = open(shmFile(name).c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600);
