@@ -9,13 +9,14 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
+#include <new>
 #include <string>
 
 namespace vqframework {
 namespace {
 
 // Field 22 of /proc/PID/stat, in clock ticks since boot. 0 where it cannot be read.
-std::uint64_t startTimeOf(std::uint32_t pid) {
+std::uint64_t readStartTimeOf(std::uint32_t pid) {
   std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
   std::string line;
   std::getline(file, line);
@@ -28,6 +29,15 @@ std::uint64_t startTimeOf(std::uint32_t pid) {
     at = line.find(' ', at + 1);
   }
   return at == std::string::npos ? 0 : std::strtoull(line.c_str() + at, nullptr, 10);
+}
+
+// Nothing depends on the table: without memory it lacks something, and the thread goes on.
+std::uint64_t startTimeOf(std::uint32_t pid) {
+  try {
+    return readStartTimeOf(pid);
+  } catch (const std::bad_alloc&) {
+    return 0;
+  }
 }
 
 // A start time of 0 stands while a place changes hands: then only the pid counts.
@@ -48,7 +58,10 @@ bool takeFrom(AttachedPlace& place, std::uint32_t pid, std::uint64_t listedStart
 void writeIdentity(AttachedPlace& place) {
   // Of the process, not of the calling thread, which has a name of its own.
   char name[AttachedPlace::kNameBytes] = {};
-  std::ifstream("/proc/self/comm").getline(name, sizeof name);
+  try {
+    std::ifstream("/proc/self/comm").getline(name, sizeof name);
+  } catch (const std::bad_alloc&) {  // as for the start time
+  }
   for (std::size_t i = 0; i < sizeof name; ++i) {
     place.name[i].store(name[i], std::memory_order_relaxed);
   }

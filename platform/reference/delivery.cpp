@@ -1,10 +1,12 @@
 #include "platform/reference/delivery.h"
 
 #include <pthread.h>
+#include <sched.h>
 #include <signal.h>
 
 #include <algorithm>
 #include <memory>
+#include <new>
 #include <system_error>
 #include <thread>
 
@@ -32,6 +34,18 @@ class AllSignalsBlocked {
  private:
   sigset_t before_ = {};
 };
+
+// The delivery thread has nobody to tell that there is no memory: it tries again until there is.
+template <class Step>
+bool untilThereIsMemory(const Step& step) {
+  for (;;) {
+    try {
+      return step();
+    } catch (const std::bad_alloc&) {
+      sched_yield();
+    }
+  }
+}
 
 }  // namespace
 
@@ -77,6 +91,9 @@ bool Delivery::startThread(MessageLog& log, std::uint64_t position) {
     VQDbgOutput::DbgPrint(kLogFile, "AddObserver", 0, 1, "no delivery thread: %s\n", error.what());
     followed_.clear();
     return false;
+  } catch (const std::bad_alloc&) {
+    followed_.clear();
+    throw;
   }
   isRunning_ = true;
   return true;
@@ -93,8 +110,10 @@ void Delivery::afterRemoval() {
   if (!isRunning_ || !isEmpty()) {
     return;
   }
-  MessageLog::opened()->nudgeOwnReceiver();
-  while (isRunning_ && isEmpty() && !isCallRunning() && thread_ != currentThread()) {
+  if (!MessageLog::opened()->nudgeOwnReceiver()) {
+    return;  // it ends with the next message of anybody; no call is running in any case
+  }
+  while (isRunning_ && isEmpty() && !isCallRunning() && (thread_ == nullptr || thread_ != threadNode)) {
     threadEnded_.wait(mutex_);
   }
 }
@@ -102,17 +121,19 @@ void Delivery::afterRemoval() {
 void Delivery::run(MessageLog& log, std::uint64_t position) {
   pthread_setname_np(pthread_self(), "vq-delivery");
   Reader reader{log, position, 0, 0, {}, AttachedProcess(log.object()), {}, {}};
-  {
+  untilThereIsMemory([this] {
     MutexLock lock(mutex_);
     thread_ = currentThread();
-  }
+    return true;
+  });
   while (refresh(reader)) {
     readNext(reader);
   }
 }
 
 bool Delivery::refresh(Reader& reader) {
-  return reader.version == version_.load(std::memory_order_acquire) || takeOver(reader);
+  return reader.version == version_.load(std::memory_order_acquire) ||
+         untilThereIsMemory([this, &reader] { return takeOver(reader); });
 }
 
 // Takes over what is registered now. False, and the thread must end, when that is nothing.
@@ -187,9 +208,13 @@ void Delivery::rest(Reader& reader, std::uint32_t posted) {
 }
 
 void Delivery::findPlaceAgain(Reader& reader) {
-  MessageLog::Snapshot snapshot;
-  reader.position = reader.log.skip(reader.position, reader.losses.identifiers(), snapshot);
-  reader.losses.onSkip(snapshot);
+  untilThereIsMemory([&reader] {
+    MessageLog::Snapshot snapshot;
+    const std::uint64_t position = reader.log.skip(reader.position, reader.losses.identifiers(), snapshot);
+    reader.losses.onSkip(snapshot);
+    reader.position = position;
+    return true;
+  });
 }
 
 }  // namespace vqframework
