@@ -63,6 +63,20 @@ std::string settingsFolder() {
   return geteuid() == 0 ? "/var/lib/vqframework" : "";
 }
 
+// File systems that lie behind a network or another process answer so while signals come.
+template <class Call>
+int uninterrupted(const Call& call) {
+  int result = 0;
+  do {
+    result = call();
+  } while (result == -1 && errno == EINTR);
+  return result;
+}
+
+int openFile(const std::string& path, int flags, mode_t mode = 0) {
+  return uninterrupted([&] { return open(path.c_str(), flags | O_CLOEXEC, mode); });
+}
+
 // All of these: 0, or the error number.
 
 int readAll(int fd, std::string& text) {
@@ -98,34 +112,48 @@ int writeAll(int fd, const std::string& text) {
 }
 
 int lockFolder(int fd) {
-  int result = 0;
-  do {
-    result = flock(fd, LOCK_EX);
-  } while (result != 0 && errno == EINTR);
-  return result == 0 ? 0 : errno;
+  return uninterrupted([fd] { return flock(fd, LOCK_EX); }) == 0 ? 0 : errno;
+}
+
+int syncFile(int fd) {
+  return uninterrupted([fd] { return fsync(fd); }) == 0 ? 0 : errno;
 }
 
 // Some file systems cannot write a folder out on demand; they do it in their own time.
 int syncFolder(int fd) {
-  return fsync(fd) == 0 || errno == EINVAL ? 0 : errno;
+  const int error = syncFile(fd);
+  return error == EINVAL ? 0 : error;
 }
 
-// A new folder's name stands in its parent: that has to reach the disk too.
+int syncParentOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  const std::string parent = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  const Descriptor folder(openFile(parent, O_RDONLY | O_DIRECTORY));
+  return folder.get() == -1 ? errno : syncFolder(folder.get());
+}
+
+// A new folder's name stands in its parent: that has to reach the disk too. A folder whose name did not goes again, or
+// the next try would take it for one that is there.
 int makeFolder(const std::string& path) {
   if (mkdir(path.c_str(), kFolderMode) != 0) {
     return errno == EEXIST ? 0 : errno;
   }
-  const std::size_t slash = path.rfind('/');
-  const std::string parent = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-  const Descriptor folder(open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  return folder.get() == -1 ? errno : syncFolder(folder.get());
+  const int error = syncParentOf(path);
+  if (error != 0) {
+    rmdir(path.c_str());
+  }
+  return error;
 }
 
+// One that is there already may refuse, the last one tells; where that lacks the one above it, the reason for that.
 int makeFolders(const std::string& path) {
+  int reason = ENOENT;
   for (std::size_t end = path.find('/', 1); end != std::string::npos; end = path.find('/', end + 1)) {
-    makeFolder(path.substr(0, end));  // one that is there already may refuse, the last one tells
+    const int error = makeFolder(path.substr(0, end));
+    reason = error == 0 || error == ENOENT ? reason : error;
   }
-  return makeFolder(path);
+  const int error = makeFolder(path);
+  return error == ENOENT ? reason : error;
 }
 
 class FileStore : public SettingsStore {
@@ -149,7 +177,7 @@ class FileStore : public SettingsStore {
 
   // A missing file is an empty one. A pipe or a device of this name must not make the caller wait.
   static int readFile(const std::string& path, std::string& text) {
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    const Descriptor file(openFile(path, O_RDONLY | O_NONBLOCK));
     if (file.get() == -1) {
       return errno == ENOENT ? 0 : errno;
     }
@@ -165,7 +193,7 @@ class FileStore : public SettingsStore {
     if (error != 0) {
       return error;
     }
-    const Descriptor folder(open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const Descriptor folder(openFile(folder_, O_RDONLY | O_DIRECTORY));
     if (folder.get() == -1) {
       return errno;
     }
@@ -199,30 +227,27 @@ class FileStore : public SettingsStore {
   // Complete and on the disk before it takes the old file's place.
   int writeAside(const std::string& text) const {
     unlink(asidePath().c_str());  // what a loss of power left behind
-    const Descriptor aside(open(asidePath().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode));
+    const Descriptor aside(openFile(asidePath(), O_WRONLY | O_CREAT | O_EXCL, kFileMode));
     if (aside.get() == -1) {
       return errno;
     }
-    keepAccessRights(aside.get());
-    const int error = writeAll(aside.get(), text);
-    if (error != 0) {
-      return error;
-    }
-    return fsync(aside.get()) == 0 ? 0 : errno;
+    int error = keepAccessRights(aside.get());
+    error = error != 0 ? error : writeAll(aside.get(), text);
+    return error != 0 ? error : syncFile(aside.get());
   }
 
   // Whoever could use the file before can use it afterwards, and nobody else, as far as we may decide that. Owner and
   // group stay; a member of the group who is not the owner becomes it and leaves the group. Where the group cannot be
   // kept, its rights go: they would be another group's.
-  void keepAccessRights(int aside) const {
+  int keepAccessRights(int aside) const {
     struct stat status = {};
     if (stat(path().c_str(), &status) != 0) {
-      return;
+      return errno == ENOENT ? 0 : errno;
     }
     constexpr uid_t kKeep = static_cast<uid_t>(-1);
     const bool isSameGroup =
         fchown(aside, status.st_uid, status.st_gid) == 0 || fchown(aside, kKeep, status.st_gid) == 0;
-    fchmod(aside, status.st_mode & (isSameGroup ? 0777U : 0707U));
+    return fchmod(aside, status.st_mode & (isSameGroup ? 0777U : 0707U)) == 0 ? 0 : errno;
   }
 
   bool report(const char* function, const char* what, int error) const {
