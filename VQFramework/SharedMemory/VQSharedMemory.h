@@ -129,9 +129,12 @@ class VQSharedMemory : public VQSharedSyncObject {
   // without them a full file system would end the first process that writes. The pages come first, so that a segment
   // of full size always has them. A full-size segment stays as it is.
   bool ReserveWhereShort() const {
-    struct stat status = {};
-    if (fd == -1 || fstat(fd, &status) != 0) {
+    if (fd == -1) {
       return true;  // the mapping step tells
+    }
+    struct stat status = {};
+    if (!isCreator && fstat(fd, &status) != 0) {
+      return false;  // nobody knows whether there are pages to touch
     }
     if (!isCreator && status.st_size >= static_cast<off_t>(kSegmentSize)) {
       return true;

@@ -3,11 +3,13 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <pthread.h>
+#include <signal.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -50,14 +52,42 @@ ssize_t uninterrupted(Send send) {
   return result;
 }
 
-// Addressed anew with each line: the journal may be restarted, and another socket stands there then.
+// Where the log goes into a pipe that nobody reads any more the kernel would end the program. Held back for the write,
+// and taken away after it unless one was waiting before.
+class NoBrokenPipeSignal {
+ public:
+  NoBrokenPipeSignal() {
+    sigemptyset(&signal_);
+    sigaddset(&signal_, SIGPIPE);
+    sigset_t waiting;
+    sigpending(&waiting);
+    wasWaiting_ = sigismember(&waiting, SIGPIPE) == 1;
+    pthread_sigmask(SIG_BLOCK, &signal_, &before_);
+  }
+  ~NoBrokenPipeSignal() {
+    const timespec atOnce = {};
+    while (!wasWaiting_ && sigtimedwait(&signal_, nullptr, &atOnce) == -1 && errno == EINTR) {
+    }
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+  }
+  NoBrokenPipeSignal(const NoBrokenPipeSignal&) = delete;
+  NoBrokenPipeSignal& operator=(const NoBrokenPipeSignal&) = delete;
+
+ private:
+  sigset_t signal_;
+  sigset_t before_;
+  bool wasWaiting_ = false;
+};
+
+// Addressed anew with each line: the journal may be restarted, and another socket stands there then. Never waits for a
+// journal that takes nothing: the caller may hold a lock that every process wants.
 bool sendToJournal(int fd, const std::string& entry) {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
   strncpy(address.sun_path, kJournalSocket, sizeof address.sun_path - 1);
   return uninterrupted([&] {
-           return sendto(fd, entry.data(), entry.size(), MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&address),
-                         sizeof address);
+           return sendto(fd, entry.data(), entry.size(), MSG_NOSIGNAL | MSG_DONTWAIT,
+                         reinterpret_cast<const sockaddr*>(&address), sizeof address);
          }) != -1;
 }
 
@@ -76,7 +106,8 @@ void choosePlace(Output& output) {
     fd = access(kJournalSocket, F_OK) == 0 ? socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0) : -1;
     output.place = fd == -1 ? Place::kDescriptor : Place::kJournal;
   } else if (strncmp(choice, kFilePrefix, strlen(kFilePrefix)) == 0) {
-    fd = open(choice + strlen(kFilePrefix), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    fd = static_cast<int>(uninterrupted(
+        [&] { return open(choice + strlen(kFilePrefix), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644); }));
   }
   if (fd == -1) {
     dprintf(STDERR_FILENO, "VQDBG=%s cannot be had; the log goes to standard error\n", choice);
@@ -161,6 +192,7 @@ void writeLine(const Output& target, const VQDbgRecord& record) {
   const int fd = target.place == Place::kJournal ? STDERR_FILENO : target.fd;
   line += '\n';
   // A log that cannot be written must not stop the program.
+  const NoBrokenPipeSignal quiet;
   uninterrupted([&] { return write(fd, line.data(), line.size()); });
 }
 
