@@ -1,0 +1,74 @@
+#include "tests/faults/storm.h"
+
+#include <signal.h>
+#include <stdio.h>
+#include <sys/time.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+
+#include "tests/support/wait_until.h"
+
+namespace storm {
+namespace {
+
+constexpr long kPeriod = static_cast<long>(test_support::kSlowness) * 200'000;  // nanoseconds, of each kind
+
+std::atomic<unsigned long> count{0};
+
+void onSignal(int /*number*/) {
+  count.fetch_add(1, std::memory_order_relaxed);
+}
+
+void handle(int number) {
+  struct sigaction action = {};
+  action.sa_handler = &onSignal;
+  action.sa_flags = 0;  // no SA_RESTART
+  sigemptyset(&action.sa_mask);
+  sigaction(number, &action, nullptr);
+}
+
+void beginTimer(int number, long period) {
+  handle(number);
+  sigevent event = {};
+  event.sigev_notify = SIGEV_SIGNAL;
+  event.sigev_signo = number;
+  timer_t timer = {};
+  const itimerspec times = {{0, period}, {0, period}};
+  if (timer_create(CLOCK_MONOTONIC, &event, &timer) != 0 || timer_settime(timer, 0, &times, nullptr) != 0) {
+    abort();
+  }
+}
+
+void tellCount() {
+  dprintf(STDERR_FILENO, "storm: %lu signals\n", signals());
+}
+
+// Processes that a test has started so are in the storm from their first moment on.
+__attribute__((constructor)) void beginWhereTold() {
+  if (getenv("LINKAPP_STORM") != nullptr) {
+    begin();
+    atexit(&tellCount);
+  }
+}
+
+}  // namespace
+
+void begin() {
+  // Periods without a common measure: the kinds meet in every order.
+  beginTimer(SIGUSR1, kPeriod);
+  beginTimer(SIGUSR2, kPeriod * 13 / 11);
+  beginTimer(SIGRTMIN, kPeriod * 17 / 13);
+  beginTimer(SIGALRM, kPeriod * 23 / 19);
+  handle(SIGVTALRM);
+  const itimerval processor = {{0, 1000}, {0, 1000}};
+  setitimer(ITIMER_VIRTUAL, &processor, nullptr);
+}
+
+unsigned long signals() {
+  return count.load(std::memory_order_relaxed);
+}
+
+}  // namespace storm
