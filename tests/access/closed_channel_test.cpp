@@ -133,7 +133,7 @@ TEST_F(ClosedChannel, is_closed_to_the_group_too_where_it_is_not_the_makers_own)
 class OwnFolder : public ClosedChannel {
  protected:
   void SetUp() override {
-    ASSERT_NO_FATAL_FAILURE(AccessTest::SetUp());
+    ASSERT_NO_FATAL_FAILURE(AccessTest::SetUp());  // NOLINT(bugprone-parent-virtual-call): it starts later
     const std::string options = "mode=3770,uid=0,gid=" + std::to_string(kSharedGroup);
     if (mount("tmpfs", "/dev/shm", "tmpfs", MS_NOSUID | MS_NODEV, options.c_str()) != 0) {
       GTEST_SKIP() << "NOT TESTED: no file system of its own for this test: " << strerror(errno);

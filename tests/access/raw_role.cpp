@@ -84,7 +84,7 @@ std::string make(const Words& words) {
   const int fd = open(words.at(1).c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
   const bool isMade =
       fd != -1 && ftruncate(fd, static_cast<off_t>(numberOf(words.at(3)))) == 0 && fchmod(fd, mode) == 0;
-  const std::string result = outcome(isMade);
+  std::string result = outcome(isMade);
   if (fd != -1) {
     close(fd);
   }

@@ -108,7 +108,7 @@ TEST_F(TrustedObjects, a_member_who_writes_a_lock_object_makes_its_holder_write_
 }
 
 TEST_F(TrustedObjects, a_lock_object_of_zeros_is_made_anew_by_the_next_who_attaches) {
-  poke(lockObject(kFromHUSegment), 0, std::string(2 * 88, '0'));
+  poke(lockObject(kFromHUSegment), 0, std::string(176, '0'));
 
   Child next("as_user", as(kOwner, kClosed, "endpoint", {kFromHUSegment.name}));
   expectReady(next);
@@ -123,7 +123,7 @@ TEST_F(TrustedObjects, a_lock_object_of_zeros_is_made_anew_by_the_next_who_attac
 }
 
 TEST_F(TrustedObjects, a_lock_object_of_garbage_is_refused_by_the_next_who_attaches_with_a_line) {
-  poke(lockObject(kFromHUSegment), 0, std::string(2 * 88, 'a'));
+  poke(lockObject(kFromHUSegment), 0, std::string(176, 'a'));
 
   Child next("as_user", as(kOwner, kClosed, "client", {"late", "launch"}));
   expectReady(next);
@@ -136,7 +136,7 @@ TEST_F(TrustedObjects, a_lock_object_of_garbage_is_refused_by_the_next_who_attac
 }
 
 TEST_F(TrustedObjects, a_log_header_of_garbage_is_refused_by_the_next_who_attaches_with_a_line) {
-  poke(kLogObject, 0, std::string(2 * 32, 'a'));
+  poke(kLogObject, 0, std::string(64, 'a'));
 
   Child next("as_user", as(kOwner, kClosed, "client", {"late", "launch"}));
   expectReady(next);
@@ -149,7 +149,7 @@ TEST_F(TrustedObjects, a_log_header_of_garbage_is_refused_by_the_next_who_attach
 
 // Those who are attached do not look at the header again.
 TEST_F(TrustedObjects, a_log_header_of_garbage_changes_nothing_for_those_who_are_attached) {
-  poke(kLogObject, 0, std::string(2 * 32, 'a'));
+  poke(kLogObject, 0, std::string(64, 'a'));
 
   EXPECT_EQ(client_->ask("exchange 1 20"), "ok");
 }

@@ -17,9 +17,14 @@ constexpr std::uint64_t kMostRounds = 4096;
 // One victim goes on until the operation is over, also where its way is longer than the recorded one.
 constexpr std::size_t kBehindTheEnd = 100000;
 
+// Where the victim, a fork of this process, has its code: at the same address.
+const unsigned char* codeAt(std::uint64_t address) {
+  return reinterpret_cast<const unsigned char*>(address);  // NOLINT(performance-no-int-to-ptr): it came as a number
+}
+
 std::string fileNameOf(std::uint64_t address) {
   Dl_info info = {};
-  if (dladdr(reinterpret_cast<void*>(address), &info) == 0 || info.dli_fname == nullptr) {
+  if (dladdr(codeAt(address), &info) == 0 || info.dli_fname == nullptr) {
     return "";
   }
   const std::string path = info.dli_fname;
@@ -37,7 +42,7 @@ bool isOfTheRuntime(const std::string& file) {
 }
 
 bool isSystemCall(std::uint64_t address) {
-  const auto* const code = reinterpret_cast<const unsigned char*>(address);
+  const unsigned char* const code = codeAt(address);
   return code[0] == 0x0F && code[1] == 0x05;
 }
 
@@ -76,7 +81,7 @@ std::vector<Target> thinned(const std::vector<Target>& targets, std::size_t most
 std::string demangled(const char* name) {
   int status = 0;
   char* const text = abi::__cxa_demangle(name, nullptr, nullptr, &status);
-  const std::string result = status == 0 ? text : name;
+  std::string result = status == 0 ? text : name;
   free(text);
   return result;
 }
@@ -116,10 +121,10 @@ Plan planFor(const Operation& operation, const Trace& trace, std::size_t most) {
 
 std::string describeAddress(std::uint64_t address) {
   Dl_info info = {};
-  if (address == 0 || dladdr(reinterpret_cast<void*>(address), &info) == 0) {
+  if (address == 0 || dladdr(codeAt(address), &info) == 0) {
     return "the end";
   }
-  const std::string inFile = fileNameOf(address) + hex(address - reinterpret_cast<std::uint64_t>(info.dli_fbase));
+  std::string inFile = fileNameOf(address) + hex(address - reinterpret_cast<std::uint64_t>(info.dli_fbase));
   if (info.dli_sname == nullptr) {
     return inFile;
   }

@@ -118,7 +118,7 @@ bool isLockWaitedFor(const std::string& object) {
 
 std::string faultOfObjects() {
   for (const SegmentName& segment : kSegments) {
-    const std::string fault = faultOfSegment(segment);
+    std::string fault = faultOfSegment(segment);
     if (!fault.empty()) {
       return fault;
     }

@@ -59,7 +59,7 @@ std::vector<std::string> linesOf(const std::string& text) {
 }
 
 std::string takeLog() {
-  const std::string text(keptLog, keptBytes);
+  std::string text(keptLog, keptBytes);
   keptBytes = 0;
   return text;
 }

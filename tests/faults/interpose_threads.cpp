@@ -20,8 +20,8 @@ namespace {
 constexpr int kRobustKind = 16;  // of the C library: what it adds to the kind of a robust mutex
 
 // Those in shared objects. The standard library's mutexes are of no use to a fault: they cannot fail.
-bool isRobust(const pthread_mutex_t& mutex) {
-  return (mutex.__data.__kind & kRobustKind) != 0;
+bool isRobust(const pthread_mutex_t* mutex) {
+  return (mutex->__data.__kind & kRobustKind) != 0;
 }
 
 // What stands in for a call that failed: with EOWNERDEAD the mutex is taken all the same.
@@ -48,13 +48,13 @@ const char* nameOfCall(long number, long operation) {
 extern "C" {
 
 [[gnu::visibility("default")]] int pthread_mutex_trylock(pthread_mutex_t* mutex) noexcept {
-  const int error = isRobust(*mutex) ? faults::errorOfAddress("mutex trylock", mutex) : 0;
+  const int error = isRobust(mutex) ? faults::errorOfAddress("mutex trylock", mutex) : 0;
   return error != 0 ? answerOfLock(error, FAULTS_REAL(pthread_mutex_trylock), mutex)
                     : FAULTS_REAL(pthread_mutex_trylock)(mutex);
 }
 
 [[gnu::visibility("default")]] int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
-  const int error = isRobust(*mutex) ? faults::errorOfAddress("mutex lock", mutex) : 0;
+  const int error = isRobust(mutex) ? faults::errorOfAddress("mutex lock", mutex) : 0;
   return error != 0 ? answerOfLock(error, FAULTS_REAL(pthread_mutex_lock), mutex)
                     : FAULTS_REAL(pthread_mutex_lock)(mutex);
 }
@@ -115,17 +115,17 @@ int __cxa_atexit(void (*function)(void*), void* argument, void* handle) noexcept
 }
 
 // No system call has more arguments than six; a function that takes them from registers gets them all in any case.
-[[gnu::visibility("default")]] long syscall(long number, ...) noexcept {
+[[gnu::visibility("default")]] long syscall(long sysno, ...) noexcept {
   va_list list;
-  va_start(list, number);
+  va_start(list, sysno);
   long arguments[6];
   for (long& argument : arguments) {
     argument = va_arg(list, long);
   }
   va_end(list);
-  if (const char* const name = nameOfCall(number, arguments[1])) {
+  if (const char* const name = nameOfCall(sysno, arguments[1])) {
     int error = faults::errorOf(name);
-    if (error == 0 && number == SYS_membarrier && arguments[0] == MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED) {
+    if (error == 0 && sysno == SYS_membarrier && arguments[0] == MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED) {
       error = faults::errorAtStart(name);
     }
     if (error != 0) {
@@ -133,7 +133,7 @@ int __cxa_atexit(void (*function)(void*), void* argument, void* handle) noexcept
       return -1;
     }
   }
-  return FAULTS_REAL(syscall)(number, arguments[0], arguments[1], arguments[2], arguments[3], arguments[4],
+  return FAULTS_REAL(syscall)(sysno, arguments[0], arguments[1], arguments[2], arguments[3], arguments[4],
                               arguments[5]);
 }
 

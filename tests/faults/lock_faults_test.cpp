@@ -48,7 +48,7 @@ class MadeLock : public Operation {
     }
     lock->lock();
     lock->lock();
-    const std::string kind = kindOfHeldLock();
+    std::string kind = kindOfHeldLock();
     lock->unlock();
     lock->unlock();
     const Watch watch;

@@ -22,10 +22,11 @@ constexpr unsigned long kManySignals = 2000;
 constexpr unsigned int kId = 0x7D000001U;
 
 class Storm : public ChannelTest {
- protected:
+ public:
   Storm() { setenv("LINKAPP_STORM", "1", 1); }
   ~Storm() override { unsetenv("LINKAPP_STORM"); }
 
+ protected:
   static unsigned long signalsOf(const Child& child) {
     const std::string log = child.log();
     const std::size_t place = log.find("storm: ");

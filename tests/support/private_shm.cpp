@@ -80,11 +80,8 @@ bool runMapper(const char* program, pid_t child, unsigned long own, unsigned lon
   for (const unsigned long number : {0UL, own, 1UL, kFirstUser, first, kUserCount, kNobody, first + kUserCount, 1UL}) {
     words.push_back(std::to_string(number));
   }
-  std::vector<char*> arguments;
-  for (std::string& word : words) {
-    arguments.push_back(word.data());
-  }
-  arguments.push_back(nullptr);
+  std::vector<char*> arguments(words.size() + 1, nullptr);
+  std::transform(words.begin(), words.end(), arguments.begin(), [](std::string& word) { return word.data(); });
   pid_t mapper = -1;
   int status = 1;
   return posix_spawnp(&mapper, program, nullptr, nullptr, arguments.data(), environ) == 0 &&
