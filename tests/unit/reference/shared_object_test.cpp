@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cstddef>
+#include <ostream>
 #include <string>
 
 #include "VQFramework/SharedMemory/VQSharedMemNotifier.h"
@@ -123,6 +124,11 @@ struct Mismatch {
   std::uint32_t word;
   std::string reason;
 };
+
+// Or else its bytes are printed, the unset ones between its members, too.
+void PrintTo(const Mismatch& mismatch, std::ostream* out) {
+  *out << mismatch.description;
+}
 
 class MismatchTest : public SharedObjectTest, public testing::WithParamInterface<Mismatch> {};
 
