@@ -129,7 +129,7 @@ TEST_F(Examples, PlaybackInfoPrintsTheAppThatPlays) {
   EXPECT_EQ(sut.finish(), 0);
 }
 
-// The Bluetooth library of this build is the one for a target without Bluetooth.
+// There is no bus here.
 TEST_F(Examples, SppSaysThatThereIsNoBluetooth) {
   Child sut("example", {"spp"});
   EXPECT_TRUE(sut.expect("no Bluetooth here"));

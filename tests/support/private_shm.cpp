@@ -199,11 +199,14 @@ void runAlone(const char* reason) {
 
 }  // namespace
 
+// The program lies on a mount of the namespace that it was started in; in a changed root only that one knows its path.
 std::string pathOfThisProgram() {
-  return std::filesystem::read_symlink("/proc/self/exe").string();
+  static const std::string path = std::filesystem::read_symlink("/proc/self/exe").string();
+  return path;
 }
 
 void enterPrivateShm(char** argv) {
+  pathOfThisProgram();
   if (getenv(kInsideMark) != nullptr) {
     unsetenv(kInsideMark);
     return;

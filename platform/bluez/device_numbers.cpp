@@ -1,0 +1,186 @@
+#include "platform/bluez/device_numbers.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <utility>
+
+#include "platform/bluez/descriptor.h"
+#include "platform/bluez/log.h"
+
+namespace vqbluez {
+namespace {
+
+constexpr const char* kFile = "bt-devices";
+constexpr const char* kAside = "bt-devices.new";
+constexpr mode_t kFileMode = 0664;
+constexpr mode_t kFolderMode = 0755;
+constexpr std::size_t kLongestFile = std::size_t{1024} * 1024;
+constexpr NumberTable::Seconds kDay =
+    24L * 60 * 60;  // the file is not written more often just to note that one is paired
+
+std::string environment(const char* name) {
+  const char* const value = getenv(name);
+  return value == nullptr ? "" : value;
+}
+
+// As the settings files' folder.
+std::string stateFolder() {
+  std::string chosen = environment("VQ_SETTINGS_DIR");
+  if (!chosen.empty()) {
+    return chosen;
+  }
+  const std::string state = environment("XDG_STATE_HOME");
+  if (!state.empty() && state.front() == '/') {
+    return state + "/vqframework";
+  }
+  const std::string home = environment("HOME");
+  if (!home.empty()) {
+    return home + "/.local/state/vqframework";
+  }
+  return geteuid() == 0 ? "/var/lib/vqframework" : "";
+}
+
+NumberTable::Seconds now() {
+  return time(nullptr);
+}
+
+void makeFolders(const std::string& path) {
+  for (std::size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+    mkdir(path.substr(0, slash).c_str(), kFolderMode);
+  }
+  mkdir(path.c_str(), kFolderMode);
+}
+
+// All of these: 0, or the error number.
+
+int lockFolder(const std::string& path, Descriptor& folder) {
+  makeFolders(path);
+  folder = Descriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder.isOpen()) {
+    return errno;
+  }
+  int result = 0;
+  do {
+    result = flock(folder.get(), LOCK_EX);
+  } while (result != 0 && errno == EINTR);
+  return result == 0 ? 0 : errno;
+}
+
+int readFile(int folder, std::string& text) {
+  const Descriptor file(openat(folder, kFile, O_RDONLY | O_CLOEXEC));
+  if (!file.isOpen()) {
+    return errno == ENOENT ? 0 : errno;
+  }
+  char buffer[4096];
+  while (text.size() < kLongestFile) {
+    const ssize_t count = read(file.get(), buffer, sizeof buffer);
+    if (count == 0) {
+      return 0;
+    }
+    if (count > 0) {
+      text.append(buffer, static_cast<std::size_t>(count));
+    } else if (errno != EINTR) {
+      return errno;
+    }
+  }
+  return EFBIG;
+}
+
+int writeAll(int fd, const std::string& text) {
+  std::size_t done = 0;
+  while (done < text.size()) {
+    const ssize_t count = write(fd, text.data() + done, text.size() - done);
+    if (count >= 0) {
+      done += static_cast<std::size_t>(count);
+    } else if (errno != EINTR) {
+      return errno;
+    }
+  }
+  return fsync(fd) == 0 ? 0 : errno;
+}
+
+// Readers see the old table or the new one, also after a loss of power.
+int replaceFile(int folder, const std::string& text) {
+  const Descriptor aside(openat(folder, kAside, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, kFileMode));
+  if (!aside.isOpen()) {
+    return errno;
+  }
+  const int error = writeAll(aside.get(), text);
+  if (error != 0) {
+    unlinkat(folder, kAside, 0);
+    return error;
+  }
+  return renameat(folder, kAside, folder, kFile) == 0 ? 0 : errno;
+}
+
+}  // namespace
+
+DeviceNumbers::DeviceNumbers() : folder_(stateFolder()) {}
+
+// Runs `change` on the table as it stands in the file, and writes it back where that says so (second of the pair).
+template <class Change>
+auto DeviceNumbers::changeFile(Change change) -> decltype(change(std::declval<NumberTable&>()).first) {
+  if (memory_) {
+    return change(*memory_).first;
+  }
+  Descriptor folder;
+  std::string text;
+  int error = folder_.empty() ? ENOENT : lockFolder(folder_, folder);
+  if (error == 0) {
+    error = readFile(folder.get(), text);
+  }
+  NumberTable table = NumberTable::parse(error == 0 ? text : "");
+  const auto [result, isChanged] = change(table);
+  if (error != 0) {
+    leaveFile(table, "read", error);
+    return result;
+  }
+  error = isChanged ? replaceFile(folder.get(), table.text()) : 0;
+  if (error != 0) {
+    leaveFile(table, "write", error);
+  }
+  return result;
+}
+
+std::optional<std::uint8_t> DeviceNumbers::numberOf(const DeviceKey& device) {
+  const auto known = inUse_.find(device);
+  if (known != inUse_.end()) {
+    return known->second;
+  }
+  std::set<DeviceKey> paired;
+  for (const auto& [other, number] : inUse_) {
+    paired.insert(other);
+  }
+  const auto number = changeFile([&](NumberTable& table) {
+    const bool isNew = !table.find(device).has_value();
+    const auto given = table.give(device, paired, now());
+    const bool isOld = table.see(device, now(), kDay);
+    return std::pair(given, (isNew && given.has_value()) || isOld);
+  });
+  if (number) {
+    inUse_[device] = *number;
+  }
+  return number;
+}
+
+void DeviceNumbers::noteUnpaired(const DeviceKey& device) {
+  if (inUse_.erase(device) != 0) {
+    changeFile([&](NumberTable& table) { return std::pair(0, table.see(device, now(), 0)); });
+  }
+}
+
+void DeviceNumbers::leaveFile(const NumberTable& table, const char* what, int error) {
+  memory_ = table;
+  logLine("cannot %s the device numbers in %s/%s, new ones end with this process: %s", what, folder_.c_str(), kFile,
+          strerror(error));
+}
+
+}  // namespace vqbluez
