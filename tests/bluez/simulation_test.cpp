@@ -1,0 +1,147 @@
+// The simulation itself, where people meet it: its command line, its console, its D-Bus interface.
+#include <stdlib.h>
+#include <systemd/sd-bus.h>
+
+#include <string>
+
+#include "tests/bluez/bluez_fixture.h"
+
+namespace bluez_test {
+namespace {
+
+using test_support::Child;
+using SimulationTest = SimulatedBluezTest;
+
+// A program on the same bus.
+class BusUser {
+ public:
+  BusUser() {
+    sd_bus_new(&bus_);
+    sd_bus_set_address(bus_, getenv("DBUS_SYSTEM_BUS_ADDRESS"));
+    sd_bus_set_bus_client(bus_, 1);
+    EXPECT_GE(sd_bus_start(bus_), 0);
+  }
+  ~BusUser() { sd_bus_flush_close_unref(bus_); }
+  BusUser(const BusUser&) = delete;
+  BusUser& operator=(const BusUser&) = delete;
+
+  // The answer, or "NAME: TEXT" of the error.
+  std::string ask(const std::string& command) {
+    sd_bus_error error = {nullptr, nullptr, 0};
+    sd_bus_message* reply = nullptr;
+    std::string answer;
+    if (sd_bus_call_method(bus_, "org.linkapp.BluezSim", "/org/linkapp/BluezSim", "org.linkapp.BluezSim1", "Do", &error,
+                           &reply, "s", command.c_str()) < 0) {
+      answer = std::string(error.name) + ": " + error.message;
+    } else {
+      const char* text = "";
+      sd_bus_message_read_basic(reply, 's', &text);
+      answer = text;
+    }
+    sd_bus_message_unref(reply);
+    sd_bus_error_free(&error);
+    return answer;
+  }
+
+  // The error of a call of ProfileManager1, or "done".
+  std::string profileManager(const char* method, const char* path, const char* uuid) {
+    sd_bus_error error = {nullptr, nullptr, 0};
+    const int result = uuid == nullptr
+                           ? sd_bus_call_method(bus_, "org.bluez", "/org/bluez", "org.bluez.ProfileManager1", method,
+                                                &error, nullptr, "o", path)
+                           : sd_bus_call_method(bus_, "org.bluez", "/org/bluez", "org.bluez.ProfileManager1", method,
+                                                &error, nullptr, "osa{sv}", path, uuid, 0);
+    std::string text = result >= 0 ? "done" : std::string(error.name) + ": " + error.message;
+    sd_bus_error_free(&error);
+    return text;
+  }
+
+ private:
+  sd_bus* bus_ = nullptr;
+};
+
+TEST_F(SimulationTest, ObeysOverDBusAsOnItsInput) {
+  BusUser user;
+  EXPECT_EQ(user.ask("phones"), "none");
+  EXPECT_EQ(user.ask(std::string("phone ") + kPhone), "ok");
+  EXPECT_EQ(user.ask("phones"), kPhone);
+  EXPECT_EQ(simulation().ask("phones"), kPhone);
+}
+
+TEST_F(SimulationTest, SaysWhatIsWrongWithACommand) {
+  for (const auto& [command, error] : std::initializer_list<std::pair<const char*, const char*>>{
+           {"nonsense", "error: there is no command 'nonsense'; see help"},
+           {"phone", "error: usage: phone ADDRESS [KEY=VALUE...]"},
+           {"phone here", "error: 'here' is no address like 00:AA:02:00:00:01"},
+           {"phone 00:AA:02:00:00:01 colour=red", "error: there is no setting 'colour'; see help"},
+           {"phone 00:AA:02:00:00:01 mode=sing", "error: 'sing' is no mode; there are echo, sink and stall"},
+           {"drop 00:AA:02:00:00:01", "error: there is no phone 00:AA:02:00:00:01"},
+           {"phone 00:AA:02:00:00:01 name=\"open", "error: a quote is not closed"},
+           {"adapter on hci7", "error: there is no adapter hci7"}}) {
+    EXPECT_EQ(simulation().ask(command), error);
+  }
+  BusUser user;
+  EXPECT_EQ(user.ask("nonsense"), "org.linkapp.BluezSim1.Error: there is no command 'nonsense'; see help");
+}
+
+TEST_F(SimulationTest, AnswersRegistrationsAsBluetoothdDoes) {
+  BusUser user;
+  BusUser other;
+  const char* const upper = "35DE0F64-C263-4A4B-ADB6-6B60500D1DBE";
+  EXPECT_EQ(user.profileManager("RegisterProfile", "/a", "zzz"),
+            "org.bluez.Error.InvalidArguments: Invalid arguments in method call");
+  EXPECT_EQ(user.profileManager("RegisterProfile", "/a", kUuid), "done");
+  EXPECT_EQ(user.profileManager("RegisterProfile", "/a", kUuid), "org.bluez.Error.AlreadyExists: Already Exists");
+  EXPECT_EQ(other.profileManager("RegisterProfile", "/a", kUuid),
+            "org.bluez.Error.NotPermitted: UUID already registered");
+  EXPECT_EQ(user.profileManager("RegisterProfile", "/b", upper), "done") << "it compares with regard to case";
+  EXPECT_EQ(other.profileManager("UnregisterProfile", "/a", nullptr), "org.bluez.Error.DoesNotExist: Does Not Exist");
+  EXPECT_EQ(user.profileManager("UnregisterProfile", "/a", nullptr), "done");
+}
+
+TEST_F(SimulationTest, APhoneCannotReachAProfileWithoutAChannel) {
+  addPhone();
+  BusUser user;
+  EXPECT_EQ(user.profileManager("RegisterProfile", "/a", kUuid), "done");
+  EXPECT_EQ(simulation().ask(std::string("connect ") + kPhone + " " + kUuid),
+            "error: nothing listens: the profile was registered without Channel, or as a client");
+}
+
+TEST_F(SimulationTest, ASecondOneOnTheSameBusSaysWhyItCannotBe) {
+  Child sut("simulation");
+  EXPECT_EQ(sut.wait(), 1);
+  EXPECT_TRUE(sut.waitForLog("the name org.linkapp.BluezSim is taken on this bus"));
+}
+
+TEST_F(SimulationTest, EndsWithItsInput) {
+  EXPECT_EQ(simulation().finish(), 0);
+}
+
+TEST_F(BluezTest, TheSimulationStartsABusOfItsOwn) {
+  unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
+  Child sut("simulation", {"--own-bus"});
+  std::string line;
+  while (line.rfind("ready on ", 0) != 0) {
+    const auto said = sut.nextLine();
+    ASSERT_TRUE(said.has_value());
+    line = *said;
+  }
+  setenv("DBUS_SYSTEM_BUS_ADDRESS", line.substr(9).c_str(), 1);
+  EXPECT_EQ(BusUser().ask("phones"), "none");
+  EXPECT_EQ(sut.finish(), 0);
+}
+
+TEST_F(BluezTest, TheSimulationSaysThatItHasNoBus) {
+  {
+    Child sut("simulation");
+    EXPECT_EQ(sut.wait(), 1);
+    EXPECT_TRUE(sut.waitForLog("cannot reach a bus at 'unix:path="));
+  }
+  unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
+  Child sut("simulation");
+  EXPECT_EQ(sut.wait(), 2);
+  EXPECT_TRUE(sut.waitForLog("no bus: give --own-bus, --bus=ADDRESS or DBUS_SYSTEM_BUS_ADDRESS; see --help"));
+}
+
+}  // namespace
+}  // namespace bluez_test

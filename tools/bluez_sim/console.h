@@ -1,0 +1,31 @@
+// Commands by lines on standard input. Answers begin with "= ", what happens stands in lines of its own.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "bluez_sim/commands.h"
+#include "bluez_sim/loop.h"
+
+namespace bluez_sim {
+
+class Console {
+ public:
+  Console(Loop& loop, Commands& commands, std::function<void()> onEnd);
+  Console(const Console&) = delete;
+  Console& operator=(const Console&) = delete;
+
+  static void say(const std::string& line);
+
+ private:
+  void read();
+  void obey(const std::string& line);
+
+  Loop& loop_;
+  Commands& commands_;
+  const std::function<void()> onEnd_;
+  std::string rest_;
+  Watch watch_;
+};
+
+}  // namespace bluez_sim
