@@ -20,6 +20,7 @@ constexpr Subcommand kSubcommands[] = {
     {"demo", "runs a device side and two head-unit applications and lets them talk", &demo::run},
     {demo::kDeviceSideRole, nullptr, &demo::runDeviceSide},
     {demo::kApplicationRole, nullptr, &demo::runApplication},
+    {demo::kSppPhoneRole, nullptr, &demo::runSppPhone},
 };
 
 void printHelp() {

@@ -1,5 +1,6 @@
-// One head-unit application: it launches its app on the phone, exchanges messages with it, and follows the phone's
-// hands-free link and the app that plays.
+// One head-unit application: it launches its app on the iPhone, exchanges messages with it, and follows the hands-free
+// links and the app that plays. One that has a UUID does the same with a phone that comes over Bluetooth SPP.
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -15,7 +16,8 @@
 namespace demo {
 namespace {
 
-constexpr unsigned char kDeviceId = 1;
+constexpr unsigned char kDeviceId = 1;  // the iPhone's
+constexpr unsigned char kNoDevice = 255;
 constexpr std::int32_t kTypeIos = 1;  // of a DeviceInfo
 
 // Shorter than the director's patience with a step: what is missing is counted before it gives up.
@@ -57,8 +59,23 @@ class Application final : public VQSLinkAppDeviceStatusListener,
   Application& operator=(const Application&) = delete;
 
   void launch() {
+    isOverSpp_ = false;
     if (!operator_->requestiOSLaunch(kDeviceId, VQSLinkAppOperator::IOSAPPLAUNCHMETHOD_WITHOUT_ALERT)) {
       report("problem", "launch was refused");
+    }
+  }
+
+  // From now on messages go to this phone.
+  void connectSpp() {
+    isOverSpp_ = true;
+    if (!operator_->requestSppConnect(sppPhone_)) {
+      report("problem", "the SPP connect was refused");
+    }
+  }
+
+  void disconnectSpp() {
+    if (!operator_->requestSppDisconnect(sppPhone_)) {
+      report("problem", "the SPP disconnect was refused");
     }
   }
 
@@ -80,11 +97,11 @@ class Application final : public VQSLinkAppDeviceStatusListener,
     report("total", tally_.total());
   }
 
-  // What the facade calls, here all on the channel's delivery thread.
+  // What the facade calls: on the channel's delivery thread for the iPhone, on Bluetooth's for the SPP phone.
 
   void onDeviceStatus(LinkAppCommon::ConnectionInfo::DeviceInfo device) override {
     if (device.deviceType != kTypeIos) {
-      report("spp", "onDeviceStatus: SPP phone " + std::to_string(device.deviceId));
+      onSppStatus(device);
       return;
     }
     const std::string phone = "onDeviceStatus: iPhone " + std::to_string(device.deviceId) + " over USB ";
@@ -108,11 +125,19 @@ class Application final : public VQSLinkAppDeviceStatusListener,
     tally_.noteResult(failed == 0);
   }
 
-  void onReceivedMsg(const unsigned char* data, unsigned int size) override { tally_.noteEcho(data, size); }
+  void onReceivedMsg(const unsigned char* data, unsigned int size) override {
+    if (isOverSpp_) {
+      tally_.noteStream(data, size);
+    } else {
+      tally_.noteEcho(data, size);
+    }
+  }
 
   void onHfpStatus(HfpStatus status) override {
-    report("hands-free", "onHfpStatus: iPhone " + std::to_string(status.deviceId) + " has its hands-free link " +
-                             (status.connected ? "up" : "down"));
+    const bool isIphone = status.deviceKind == 1;
+    report(isIphone ? "hands-free" : "spp-hands-free",
+           std::string("onHfpStatus: ") + (isIphone ? "iPhone " : "SPP phone ") + std::to_string(status.deviceId) +
+               " has its hands-free link " + (status.connected ? "up" : "down"));
   }
 
   void onPlaybackAppInfo(iosapp_def_::PlaybackAppInfo info) override {
@@ -121,7 +146,24 @@ class Application final : public VQSLinkAppDeviceStatusListener,
   }
 
  private:
+  void onSppStatus(const LinkAppCommon::ConnectionInfo::DeviceInfo& device) {
+    sppPhone_ = device.deviceId;
+    const std::string phone =
+        "onDeviceStatus: SPP phone " + std::to_string(device.deviceId) + " \"" + device.deviceName + "\" ";
+    if (device.btSpp.status == 2) {
+      report("spp-up", phone + "has its link up");
+    } else if (device.btSpp.status == 0) {
+      report("spp-gone", phone + "is gone");
+    } else if (device.btSpp.uuid.empty()) {
+      report("spp-listed", phone + "is there");
+    } else {
+      report("spp-down", phone + "has its link down");
+    }
+  }
+
   Tally tally_;
+  std::atomic<bool> isOverSpp_{false};
+  std::atomic<unsigned char> sppPhone_{kNoDevice};
   const std::unique_ptr<VQSLinkAppOperator> operator_;
   LinkAppHfpWrapper handsFree_;
   LinkAppiOSPlaybackInfo playback_;
@@ -130,6 +172,10 @@ class Application final : public VQSLinkAppDeviceStatusListener,
 void obey(Application& application, const Command& command) {
   if (command.word == "launch") {
     application.launch();
+  } else if (command.word == "connect-spp") {
+    application.connectSpp();
+  } else if (command.word == "disconnect-spp") {
+    application.disconnectSpp();
   } else if (command.word == "begin") {
     application.begin();
   } else if (command.word == "send") {

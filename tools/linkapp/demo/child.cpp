@@ -30,8 +30,8 @@ Pipe makePipe() {
 }
 
 // In the new process, where only simple calls are allowed.
-[[noreturn]] void becomeRole(pid_t director, const std::vector<char*>& arguments, const Pipe& input,
-                             const Pipe& output) {
+[[noreturn]] void becomeRole(pid_t director, const std::string& program, const std::vector<char*>& arguments,
+                             const Pipe& input, const Pipe& output) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);  // the director's death ends its processes
   if (getppid() != director) {
     _exit(127);  // it died before
@@ -39,13 +39,14 @@ Pipe makePipe() {
   signal(SIGINT, SIG_IGN);  // Ctrl-C reaches every process of the terminal; the director alone answers it
   dup2(input.readEnd, STDIN_FILENO);
   dup2(output.writeEnd, STDOUT_FILENO);
-  execv("/proc/self/exe", arguments.data());
+  execv(program.c_str(), arguments.data());
   _exit(127);
 }
 
 }  // namespace
 
-Child::Child(const std::string& name, const std::vector<std::string>& arguments) : name_(name) {
+Child::Child(const std::string& name, const std::vector<std::string>& arguments, const std::string& program)
+    : name_(name) {
   std::vector<std::string> words = {"linkapp"};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<char*> pointers;
@@ -60,7 +61,7 @@ Child::Child(const std::string& name, const std::vector<std::string>& arguments)
   const pid_t director = getpid();
   pid_ = fork();
   if (pid_ == 0) {
-    becomeRole(director, pointers, input, output);
+    becomeRole(director, program, pointers, input, output);
   }
   close(input.readEnd);
   close(output.writeEnd);

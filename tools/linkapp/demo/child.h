@@ -1,4 +1,4 @@
-// A process of the demo: started from this program's own file, told what to do by lines, heard by lines.
+// A process of the demo: started from this program's own file as a rule, told what to do by lines, heard by lines.
 #pragma once
 
 #include <sys/types.h>
@@ -10,7 +10,8 @@ namespace demo {
 
 class Child {
  public:
-  Child(const std::string& name, const std::vector<std::string>& arguments);
+  Child(const std::string& name, const std::vector<std::string>& arguments,
+        const std::string& program = "/proc/self/exe");
   // Ends it, if need be by force: nothing stays running.
   ~Child();
   Child(const Child&) = delete;

@@ -1,6 +1,7 @@
 #include "demo/director.h"
 
 #include <poll.h>
+#include <stdlib.h>
 
 #include <algorithm>
 #include <chrono>
@@ -9,6 +10,7 @@
 
 #include "demo/demo.h"
 #include "demo/interrupt.h"
+#include "demo/simulation.h"
 
 namespace demo {
 namespace {
@@ -25,8 +27,12 @@ constexpr unsigned int kMessagesPerRound = 8;
 constexpr std::chrono::seconds kStepPatience{30};
 constexpr int kListenMs = 1000;
 
-// The service by which phones with Bluetooth SPP would find the application that is open to both kinds.
+// The service by which phones with Bluetooth SPP find the application that is open to both kinds.
 constexpr const char* kMusicSppUuid = "85d24e4b-f7b4-462f-9bfd-0345ebd35ff6";
+
+// The demo never meets the machine's own Bluetooth.
+constexpr const char* kBusVariable = "DBUS_SYSTEM_BUS_ADDRESS";
+constexpr const char* kNoBus = "unix:path=/nonexistent";
 
 Exchange parseExchange(const std::string& app, const std::string& text) {
   Exchange exchange;
@@ -38,7 +44,7 @@ Exchange parseExchange(const std::string& app, const std::string& text) {
 
 // Reports that only the director needs.
 bool isForPeople(const Report& report) {
-  return report.word != "round" && report.word != "total";
+  return report.word != "round" && report.word != "total" && report.word != "bus";
 }
 
 }  // namespace
@@ -61,6 +67,7 @@ void Director::tellTheStory() {
   startEverybody();
   connectAndLaunch();
   exchange();
+  showSppPhone();
   showPlayingAppAndHandsFree();
   disconnect();
   connectAndLaunch();
@@ -70,6 +77,7 @@ void Director::tellTheStory() {
 
 // Every endpoint must exist before traffic starts: one that is constructed later sets the rings back.
 void Director::startEverybody() {
+  startSppPhone();
   timeline_.say("demo", "starting a device side and two head-unit applications");
   add("device side", {kDeviceSideRole});
   add("navi", {kApplicationRole, "navi", "", ""});
@@ -77,6 +85,19 @@ void Director::startEverybody() {
   for (Process& process : processes_) {
     await(process, "ready");
   }
+}
+
+void Director::startSppPhone() {
+  setenv(kBusVariable, kNoBus, 1);
+  std::string reason;
+  const std::string program = findSimulation(reason);
+  if (program.empty()) {
+    timeline_.say("demo", "no phone with Bluetooth SPP today: " + reason);
+    return;
+  }
+  timeline_.say("demo", "starting a private D-Bus and simulated Bluetooth on it, with a phone out of range");
+  sppPhone_ = Process{std::make_unique<Child>("SPP phone", std::vector<std::string>{kSppPhoneRole, program}), {}};
+  setenv(kBusVariable, await(sppPhone(), "bus").c_str(), 1);
 }
 
 void Director::connectAndLaunch() {
@@ -93,8 +114,42 @@ void Director::connectAndLaunch() {
 void Director::exchange() {
   timeline_.say("demo", "each application sends " + std::to_string(summary_.wanted) +
                             " messages of 1 to 4096 bytes; the phone checks them and sends them back");
-  const bool isComplete = sendInRounds(summary_.wanted);
-  summary_.exchanges = collectTotals();
+  const bool isComplete = sendInRounds(apps(), summary_.wanted);
+  summary_.exchanges = collectTotals(apps());
+  timeline_.say("demo", isComplete ? "all results and echoes have come" : "results or echoes are missing");
+}
+
+// The same operator, beside its session with the iPhone.
+void Director::showSppPhone() {
+  if (!sppPhone_) {
+    return;
+  }
+  sppPhone().child->tell(std::string("come ") + kMusicSppUuid);
+  await(music(), "spp-listed");
+  music().child->tell("connect-spp");
+  await(music(), "spp-up");
+  exchangeOverSpp();
+  for (const std::string state : {"up", "down"}) {
+    sppPhone().child->tell("hands-free " + state);
+    for (Process* app : apps()) {
+      await(*app, "spp-hands-free", state);
+    }
+  }
+  music().child->tell("disconnect-spp");
+  await(music(), "spp-down");
+  await(sppPhone(), "link", "down");
+  sppPhone().child->tell("go");
+  await(music(), "spp-gone");
+}
+
+void Director::exchangeOverSpp() {
+  timeline_.say(
+      "demo", "music sends " + std::to_string(summary_.wanted) + " messages over SPP; the phone sends the bytes back");
+  const bool isComplete = sendInRounds({&music()}, summary_.wanted);
+  for (Exchange exchange : collectTotals({&music()})) {
+    exchange.app += " (SPP)";
+    summary_.exchanges.push_back(exchange);
+  }
   timeline_.say("demo", isComplete ? "all results and echoes have come" : "results or echoes are missing");
 }
 
@@ -119,8 +174,8 @@ void Director::disconnect() {
 }
 
 void Director::sendOneMore() {
-  const bool isComplete = sendInRounds(1);
-  for (const Exchange& exchange : collectTotals()) {
+  const bool isComplete = sendInRounds(apps(), 1);
+  for (const Exchange& exchange : collectTotals(apps())) {
     if (!isComplete || exchange.echoed != 1 || exchange.corrupted != 0) {
       problem(exchange.app + ": the message after the reconnection did not come back as it was sent");
     }
@@ -130,16 +185,15 @@ void Director::sendOneMore() {
 
 void Director::endEverybody() {
   std::vector<std::vector<std::string>> lastLines;
-  std::vector<Process*> speakers;
-  for (Process& process : processes_) {
-    speakers.push_back(&process);
+  const std::vector<Process*> speakers = everybody();
+  for (const Process* process : speakers) {
     lastLines.emplace_back();
-    const std::string ending = process.child->end(lastLines.back());
+    const std::string ending = process->child->end(lastLines.back());
     if (interruptSeen() != 0) {
       throw Interrupted();
     }
     if (!ending.empty()) {
-      problem(process.child->name() + " " + ending);
+      problem(process->child->name() + " " + ending);
     }
   }
   hear(speakers, lastLines);
@@ -150,29 +204,30 @@ void Director::add(const std::string& name, const std::vector<std::string>& argu
   processes_.push_back({std::make_unique<Child>(name, arguments), {}});
 }
 
-void Director::tellApps(const std::string& command) {
-  for (Process* app : apps()) {
+void Director::tell(const std::vector<Process*>& apps, const std::string& command) {
+  for (const Process* app : apps) {
     app->child->tell(command);
   }
 }
 
 // False where a result or an echo did not come in time.
-bool Director::sendInRounds(unsigned int messages) {
-  tellApps("begin");
+bool Director::sendInRounds(const std::vector<Process*>& apps, unsigned int messages) {
+  tell(apps, "begin");
   bool isComplete = true;
   for (unsigned int sent = 0; sent < messages && isComplete; sent += kMessagesPerRound) {
-    tellApps("send " + std::to_string(std::min(kMessagesPerRound, messages - sent)));
-    for (Process* app : apps()) {
+    tell(apps, "send " + std::to_string(std::min(kMessagesPerRound, messages - sent)));
+    for (Process* app : apps) {
       isComplete = await(*app, "round") == "done" && isComplete;
     }
   }
   return isComplete;
 }
 
-std::vector<Exchange> Director::collectTotals() {
-  tellApps("total");
+std::vector<Exchange> Director::collectTotals(const std::vector<Process*>& apps) {
+  tell(apps, "total");
   std::vector<Exchange> totals;
-  for (Process* app : apps()) {
+  totals.reserve(apps.size());
+  for (Process* app : apps) {
     totals.push_back(parseExchange(app->child->name(), await(*app, "total")));
   }
   return totals;
@@ -204,24 +259,36 @@ bool Director::takeUnseen(Process& process, const std::string& word, const std::
   return false;
 }
 
+// The phone with Bluetooth last: it has the bus that the others use.
+std::vector<Director::Process*> Director::everybody() {
+  std::vector<Process*> all;
+  for (Process& process : processes_) {
+    all.push_back(&process);
+  }
+  if (sppPhone_) {
+    all.push_back(&*sppPhone_);
+  }
+  return all;
+}
+
 // Takes what the processes report, waiting a while for it.
 void Director::listen() {
+  const std::vector<Process*> speakers = everybody();
   std::vector<pollfd> outputs;
-  for (const Process& process : processes_) {
-    outputs.push_back({process.child->outputFd(), POLLIN, 0});
+  outputs.reserve(speakers.size());
+  for (const Process* process : speakers) {
+    outputs.push_back({process->child->outputFd(), POLLIN, 0});
   }
   poll(outputs.data(), outputs.size(), kListenMs);
   if (interruptSeen() != 0) {
     throw Interrupted();
   }
   std::vector<std::vector<std::string>> lines;
-  std::vector<Process*> speakers;
-  Process* dead = nullptr;
-  for (Process& process : processes_) {
-    speakers.push_back(&process);
+  const Process* dead = nullptr;
+  for (const Process* process : speakers) {
     lines.emplace_back();
-    if (!process.child->readLines(lines.back())) {
-      dead = &process;
+    if (!process->child->readLines(lines.back())) {
+      dead = process;
     }
   }
   hear(speakers, lines);

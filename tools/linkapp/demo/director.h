@@ -3,6 +3,7 @@
 
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,27 +32,35 @@ class Director {
   void startEverybody();
   void connectAndLaunch();
   void exchange();
+  void showSppPhone();
+  void exchangeOverSpp();
   void showPlayingAppAndHandsFree();
   void disconnect();
   void sendOneMore();
   void endEverybody();
 
   void add(const std::string& name, const std::vector<std::string>& arguments);
+  // Those that there are from the start of the story to its end.
   Process& device() { return processes_[0]; }
-  std::vector<Process*> apps() { return {&processes_[1], &processes_[2]}; }
-  void tellApps(const std::string& command);
+  Process& music() { return processes_[2]; }
+  std::vector<Process*> apps() { return {&processes_[1], &music()}; }
+  Process& sppPhone() { return *sppPhone_; }
+  void startSppPhone();
+  static void tell(const std::vector<Process*>& apps, const std::string& command);
 
-  bool sendInRounds(unsigned int messages);
-  std::vector<Exchange> collectTotals();
+  bool sendInRounds(const std::vector<Process*>& apps, unsigned int messages);
+  std::vector<Exchange> collectTotals(const std::vector<Process*>& apps);
 
   std::string await(Process& process, const std::string& word, const std::string& part = "");
   bool takeUnseen(Process& process, const std::string& word, const std::string& part, std::string& text);
+  std::vector<Process*> everybody();
   void listen();
   void hear(const std::vector<Process*>& speakers, std::vector<std::vector<std::string>>& lines);
   void problem(const std::string& text);
 
   const Timeline& timeline_;
-  std::vector<Process> processes_;
+  std::optional<Process> sppPhone_;  // none where Bluetooth cannot be simulated
+  std::vector<Process> processes_;   // behind the phone, since it is to outlive them
   Summary summary_;
 };
 

@@ -38,7 +38,8 @@ void printHelp() {
   printf(
       "usage: linkapp demo [--messages N] [--json]\n\n"
       "Starts a device side with a simulated phone and two head-unit applications, and runs: connect, launch,\n"
-      "session open, messages both ways, playing app, hands-free, disconnect, reconnect.\n\n"
+      "session open, messages both ways, playing app, hands-free, disconnect, reconnect. One application talks to a\n"
+      "phone with Bluetooth SPP as well, which is simulated on a D-Bus of the demo's own.\n\n"
       "  --messages N   messages that each application sends and gets back (1 to %u, default 1000)\n"
       "  --json         the summary as JSON on standard output, the timeline on standard error\n\n"
       "exit code: 0 = every byte arrived, 1 = not, 2 = wrong usage, 130 = Ctrl-C\n",

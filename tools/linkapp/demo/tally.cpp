@@ -17,6 +17,7 @@ void Tally::begin() {
   const std::lock_guard<std::mutex> lock(mutex_);
   delivered_ = undelivered_ = echoed_ = corrupted_ = 0;
   echoedBytes_ = 0;
+  partial_.clear();
   sendTimes_.clear();
   roundTrips_.clear();
 }
@@ -46,6 +47,27 @@ void Tally::noteEcho(const std::uint8_t* data, std::size_t size) {
   ++echoed_;
   echoedBytes_ += size;
   changed_.notify_one();
+}
+
+// The application on the phone sends back what it got, so the sizes are known.
+void Tally::noteStream(const std::uint8_t* data, std::size_t size) {
+  std::vector<std::vector<std::uint8_t>> messages;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    partial_.insert(partial_.end(), data, data + size);
+    for (unsigned int next = echoed_;; ++next) {
+      const std::size_t length = makeMessage(app_, next).size();
+      if (partial_.size() < length) {
+        break;
+      }
+      const auto end = partial_.begin() + static_cast<std::ptrdiff_t>(length);
+      messages.emplace_back(partial_.begin(), end);
+      partial_.erase(partial_.begin(), end);
+    }
+  }
+  for (const std::vector<std::uint8_t>& message : messages) {
+    noteEcho(message.data(), message.size());
+  }
 }
 
 bool Tally::waitForAll(std::chrono::seconds patience) {

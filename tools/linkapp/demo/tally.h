@@ -24,6 +24,8 @@ class Tally {
   void noteResult(bool isDelivered);
   // Echoes come in the order in which the messages were sent.
   void noteEcho(const std::uint8_t* data, std::size_t size);
+  // The same for a link that keeps no borders between messages: bytes as they came.
+  void noteStream(const std::uint8_t* data, std::size_t size);
 
   // False where a result or an echo is missing after `patience`.
   bool waitForAll(std::chrono::seconds patience);
@@ -44,6 +46,7 @@ class Tally {
   unsigned int echoed_ = 0;
   unsigned int corrupted_ = 0;
   std::uint64_t echoedBytes_ = 0;
+  std::vector<std::uint8_t> partial_;         // the beginning of a message that comes as a stream
   std::vector<Clock::time_point> sendTimes_;  // one per message sent
   std::vector<double> roundTrips_;            // microseconds
 };
