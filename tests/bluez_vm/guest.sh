@@ -21,7 +21,7 @@ done
 echo 'linkapp:x:990:headunit' >>/etc/group
 policies=/usr/share/dbus-1/system.d
 rm -f /etc/dbus-1/system.d/linkapp* $policies/linkapp*
-cp "$tree"/platform/bluez/policy/*.conf $policies/
+install -D -m 644 -t $policies "$tree"/platform/bluez/policy/*.conf
 sed -i '/<policy context="default">/,/<\/policy>/s/allow/deny/' /etc/dbus-1/system.d/bluetooth.conf
 
 mkdir -p /run/dbus /run/settings
