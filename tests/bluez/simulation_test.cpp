@@ -2,6 +2,7 @@
 #include <stdlib.h>
 #include <systemd/sd-bus.h>
 
+#include <algorithm>
 #include <string>
 
 #include "tests/bluez/bluez_fixture.h"
@@ -115,6 +116,41 @@ TEST_F(SimulationTest, ASecondOneOnTheSameBusSaysWhyItCannotBe) {
 
 TEST_F(SimulationTest, EndsWithItsInput) {
   EXPECT_EQ(simulation().finish(), 0);
+}
+
+// The next line of this kind, without its time.
+std::string nextOf(Child& simulation, const std::string& beginning) {
+  for (auto line = simulation.nextLine(); line; line = simulation.nextLine()) {
+    if (line->rfind(beginning, 0) == 0) {
+      const std::size_t begin = std::min(line->find("\"time\":"), line->size());
+      const std::size_t end = std::min(line->find(',', begin), line->size() - 1);
+      return line->substr(0, begin) + line->substr(end + 1);
+    }
+  }
+  return "";
+}
+
+TEST_F(BluezTest, TheSimulationTalksJsonWhereItIsAskedTo) {
+  startBus();
+  Child sut("simulation", {"--json"});
+  EXPECT_EQ(nextOf(sut, R"({"event":"ready")"),
+            std::string(R"({"event":"ready","bus":")") + getenv("DBUS_SYSTEM_BUS_ADDRESS") + "\"}");
+  sut.tell(std::string("phone ") + kPhone + " \"name=A \\ B\" hands-free=yes");
+  EXPECT_EQ(nextOf(sut, R"({"reply":)"), R"({"reply":"phone","ok":true,"text":"ok"})");
+  sut.tell(std::string("hands-free ") + kPhone + " up");
+  EXPECT_EQ(nextOf(sut, R"({"event":"phone")"), R"({"event":"phone","address":"00:AA:02:00:00:01","up":true,)"
+                                                R"("text":"phone 00:AA:02:00:00:01 connected"})");
+  EXPECT_EQ(nextOf(sut, R"({"event":"hands-free")"), R"({"event":"hands-free","address":"00:AA:02:00:00:01","up":true,)"
+                                                     R"("text":"hands-free 00:AA:02:00:00:01 up"})");
+  sut.tell("state");
+  EXPECT_EQ(nextOf(sut, R"({"reply":"state")").substr(0, 77),
+            R"({"reply":"state","ok":true,"phones":"1","connected":"1","links":"0","hands-fr)");
+  sut.tell("bluetoothd stop");
+  EXPECT_EQ(nextOf(sut, R"({"event":"bluetoothd")"), R"({"event":"bluetoothd","up":false,"text":"bluetoothd ended"})");
+  sut.tell("nonsense");
+  EXPECT_EQ(nextOf(sut, R"({"reply":"nonsense")"),
+            R"({"reply":"nonsense","ok":false,"error":"there is no command 'nonsense'; see help"})");
+  EXPECT_EQ(sut.finish(), 0);
 }
 
 TEST_F(BluezTest, TheSimulationStartsABusOfItsOwn) {

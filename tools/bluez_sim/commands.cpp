@@ -56,6 +56,7 @@ const std::vector<Commands::Entry>& Commands::entries() {
        "the next calls of a D-Bus method are answered as if they were done, and are not"},
       {"mute", 2, 3, &Commands::mute, "mute METHOD [COUNT]", "the next calls of a D-Bus method get no answer"},
       {"profiles", 1, 1, &Commands::profiles, "profiles", "the registered UUIDs"},
+      {"state", 1, 1, &Commands::state, "state", "everything in numbers"},
       {"help", 1, 1, &Commands::help, "help", "this"},
       {"quit", 1, 1, &Commands::quit, "quit", "ends the simulation"},
   };
@@ -274,6 +275,30 @@ std::string Commands::profiles(const Words& /*words*/) {
     list += (list.empty() ? "" : " ") + uuid;
   }
   return list.empty() ? "none" : list;
+}
+
+std::string Commands::state(const Words& /*words*/) {
+  std::size_t connected = 0;
+  std::size_t handsFree = 0;
+  std::size_t links = 0;
+  std::uint64_t received = 0;
+  std::uint64_t sent = 0;
+  for (const auto& [address, phone] : world_.phones()) {
+    connected += phone.isConnected ? 1 : 0;
+    handsFree += phone.isHandsFreeUp ? 1 : 0;
+    links += world_.linksOf(phone).size();
+    for (const auto& [uuid, traffic] : phone.traffic) {
+      received += traffic->received;
+      sent += traffic->sent;
+    }
+  }
+  BluezDaemon* const bluez = daemons_.bluez();
+  return "phones=" + std::to_string(world_.phones().size()) + " connected=" + std::to_string(connected) +
+         " links=" + std::to_string(links) + " hands-free=" + std::to_string(handsFree) +
+         " received=" + std::to_string(received) + " sent=" + std::to_string(sent) +
+         " bluetoothd=" + (bluez == nullptr ? "no" : "yes") +
+         " profiles=" + std::to_string(bluez == nullptr ? 0 : bluez->profiles().uuids().size()) +
+         " ofonod=" + (daemons_.ofono() == nullptr ? "no" : "yes");
 }
 
 Phone& Commands::phoneAt(const std::string& word) {

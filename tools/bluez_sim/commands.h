@@ -56,6 +56,7 @@ class Commands {
   std::string pretend(const Words& words);
   std::string mute(const Words& words);
   std::string profiles(const Words& words);
+  std::string state(const Words& words);
 
   Phone& phoneAt(const std::string& word);
   Link& linkTo(const std::string& address, const std::string& uuid);

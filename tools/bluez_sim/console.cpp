@@ -7,11 +7,13 @@
 #include <cstdio>
 #include <utility>
 
+#include "bluez_sim/json_lines.h"
+
 namespace bluez_sim {
 
 // A file, which epoll does not take, is read at once.
-Console::Console(Loop& loop, Commands& commands, std::function<void()> onEnd)
-    : loop_(loop), commands_(commands), onEnd_(std::move(onEnd)) {
+Console::Console(Loop& loop, Commands& commands, bool isJson, std::function<void()> onEnd)
+    : loop_(loop), commands_(commands), isJson_(isJson), onEnd_(std::move(onEnd)) {
   try {
     watch_ = loop_.watch(STDIN_FILENO, EPOLLIN, [this](std::uint32_t) { read(); });
   } catch (const BusError&) {
@@ -46,14 +48,23 @@ void Console::read() {
 }
 
 void Console::obey(const std::string& line) {
+  const std::string name = nameIn(line);
   try {
-    const std::string answer = commands_.run(line);
-    if (!answer.empty()) {
-      say("= " + answer);
+    const std::string text = commands_.run(line);
+    if (!text.empty()) {
+      answer(name, text);
     }
   } catch (const std::exception& error) {
-    say(std::string("= error: ") + error.what());
+    refuse(name, error.what());
   }
+}
+
+void Console::answer(const std::string& command, const std::string& text) const {
+  say(isJson_ ? replyLine(command, text) : "= " + text);
+}
+
+void Console::refuse(const std::string& command, const std::string& reason) const {
+  say(isJson_ ? refusalLine(command, reason) : "= error: " + reason);
 }
 
 }  // namespace bluez_sim

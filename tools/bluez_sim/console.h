@@ -1,4 +1,5 @@
-// Commands by lines on standard input. Answers begin with "= ", what happens stands in lines of its own.
+// Commands by lines on standard input. Answers begin with "= ", what happens stands in lines of its own; or both are
+// JSON.
 #pragma once
 
 #include <functional>
@@ -11,7 +12,7 @@ namespace bluez_sim {
 
 class Console {
  public:
-  Console(Loop& loop, Commands& commands, std::function<void()> onEnd);
+  Console(Loop& loop, Commands& commands, bool isJson, std::function<void()> onEnd);
   Console(const Console&) = delete;
   Console& operator=(const Console&) = delete;
 
@@ -20,9 +21,12 @@ class Console {
  private:
   void read();
   void obey(const std::string& line);
+  void answer(const std::string& command, const std::string& text) const;
+  void refuse(const std::string& command, const std::string& reason) const;
 
   Loop& loop_;
   Commands& commands_;
+  const bool isJson_;
   const std::function<void()> onEnd_;
   std::string rest_;
   Watch watch_;

@@ -11,6 +11,7 @@
 #include "bluez_sim/console.h"
 #include "bluez_sim/control.h"
 #include "bluez_sim/daemons.h"
+#include "bluez_sim/json_lines.h"
 #include "bluez_sim/loop.h"
 #include "bluez_sim/options.h"
 #include "bluez_sim/own_bus.h"
@@ -34,7 +35,7 @@ void run(const Options& options) {
   Control* control = nullptr;
   const auto say = [&](const std::string& line) {
     if (!options.isQuiet) {
-      Console::say(line);
+      Console::say(options.isJson ? eventLine(line) : line);
     }
     if (control != nullptr) {
       control->say(line);
@@ -48,12 +49,12 @@ void run(const Options& options) {
   daemons.startBluez();
   daemons.startOfono();
   control = &theControl;
-  const Console console(loop, commands, [&] {
+  const Console console(loop, commands, options.isJson, [&] {
     if (!options.stays) {
       loop.stop();
     }
   });
-  Console::say("ready on " + bus);
+  Console::say(options.isJson ? readyLine(bus) : "ready on " + bus);
   loop.run();
 }
 
@@ -68,6 +69,10 @@ int main(int argc, char** argv) {
   }
   if (options.isHelp) {
     printHelp();
+    return 0;
+  }
+  if (options.isVersion) {
+    printf("linkapp-bluez-sim " LINKAPP_VERSION "\n");
     return 0;
   }
   try {

@@ -33,6 +33,8 @@ std::string parseOptions(const std::vector<std::string>& arguments, Options& opt
     std::string value;
     if (arguments[i] == "--help" || arguments[i] == "-h") {
       options.isHelp = true;
+    } else if (arguments[i] == "--version") {
+      options.isVersion = true;
     } else if (arguments[i] == "--own-bus") {
       options.hasOwnBus = true;
     } else if (arguments[i] == "--one-connection") {
@@ -41,6 +43,8 @@ std::string parseOptions(const std::vector<std::string>& arguments, Options& opt
       options.stays = true;
     } else if (arguments[i] == "--quiet") {
       options.isQuiet = true;
+    } else if (arguments[i] == "--json") {
+      options.isJson = true;
     } else if (takeValue(arguments, i, "--bus", value)) {
       options.bus = value;
     } else if (takeValue(arguments, i, "--send-buffer", value)) {
@@ -56,7 +60,7 @@ std::string parseOptions(const std::vector<std::string>& arguments, Options& opt
   if (options.bus.empty() && !options.hasOwnBus && variable != nullptr) {
     options.bus = variable;
   }
-  if (options.bus.empty() && !options.hasOwnBus && !options.isHelp) {
+  if (options.bus.empty() && !options.hasOwnBus && !options.isHelp && !options.isVersion) {
     return std::string("no bus: give --own-bus, --bus=ADDRESS or ") + kBusVariable;
   }
   if (!options.bus.empty() && options.hasOwnBus) {
@@ -75,7 +79,9 @@ void printHelp() {
       "  --one-connection    org.bluez and org.ofono come from one connection to the bus\n"
       "  --send-buffer=N     SO_SNDBUF of the links, %d; about twice as much fits in\n"
       "  --stay              does not end with its standard input\n"
-      "  --quiet             tells nothing but answers\n\n"
+      "  --json              answers and what happens as lines of JSON, as scenario files take them\n"
+      "  --quiet             tells nothing but answers\n"
+      "  --help, --version   this text, and the version\n\n"
       "At a desk:\n"
       "  linkapp-bluez-sim --own-bus\n"
       "  phone 00:AA:02:00:00:01 name=\"My Phone\" services=35de0f64-c263-4a4b-adb6-6b60500d1dbe\n"
@@ -83,7 +89,8 @@ void printHelp() {
       "  %s=unix:path=... build/dev/examples/spp\n\n"
       "Commands come on standard input, and by D-Bus:\n"
       "  busctl --address=ADDRESS call org.linkapp.BluezSim /org/linkapp/BluezSim org.linkapp.BluezSim1 Do s COMMAND\n"
-      "Answers begin with \"= \"; what happens stands in lines of its own, and comes as the signal Said.\n\n%s",
+      "Answers begin with \"= \"; what happens stands in lines of its own, and comes as the signal Said.\n\n%s\n"
+      "exit codes: 0 = ended as asked; 1 = failed; 2 = wrong usage\n",
       kBusVariable, Options().sendBuffer, kBusVariable, Commands::help().c_str());
 }
 

@@ -12,7 +12,9 @@ struct Options {
   bool sharesConnection = false;
   bool stays = false;
   bool isQuiet = false;
+  bool isJson = false;
   bool isHelp = false;
+  bool isVersion = false;
   int sendBuffer = 12288;
 };
 

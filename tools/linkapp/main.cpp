@@ -1,36 +1,93 @@
 // linkapp: the command-line tool. Each subcommand has a folder of its own.
 #include <cstdio>
-#include <cstring>
 #include <string>
 #include <vector>
 
+#include "app/app.h"
+#include "app/options.h"
+#include "cli/pages.h"
 #include "demo/demo.h"
+#include "demo/options.h"
+#include "phone/options.h"
+#include "phone/phone.h"
+#include "reset/reset.h"
+#include "scenario/run.h"
 
 namespace {
 
 using Arguments = std::vector<std::string>;
 
 struct Subcommand {
-  const char* name;
-  const char* purpose;  // null = internal, not shown
+  const cli::Manual& (*manual)();
   int (*run)(const Arguments& arguments);
 };
 
+const cli::Manuals& manuals();
+
 constexpr Subcommand kSubcommands[] = {
-    {"demo", "runs a device side and two head-unit applications and lets them talk", &demo::run},
-    {demo::kDeviceSideRole, nullptr, &demo::runDeviceSide},
-    {demo::kApplicationRole, nullptr, &demo::runApplication},
-    {demo::kSppPhoneRole, nullptr, &demo::runSppPhone},
+    {&phone::manual, &phone::run},
+    {&app::manual, &app::run},
+    {&scenario::manual, &scenario::run},
+    {&reset::manual, &reset::run},
+    {&demo::manual, &demo::run},
+    {&cli::manManual, [](const Arguments& arguments) { return cli::runMan(manuals(), arguments); }},
+    {&cli::completionManual, [](const Arguments& arguments) { return cli::runCompletion(manuals(), arguments); }},
 };
+
+// What the tool starts itself as.
+struct Role {
+  const char* name;
+  int (*run)(const Arguments& arguments);
+};
+
+constexpr Role kRoles[] = {
+    {demo::kDeviceSideRole, &demo::runDeviceSide},
+    {demo::kApplicationRole, &demo::runApplication},
+    {demo::kSppPhoneRole, &demo::runSppPhone},
+    {"--complete", [](const Arguments& words) { return cli::runComplete(manuals(), words); }},
+};
+
+const cli::Manuals& manuals() {
+  static const auto* const all = [] {
+    auto* const list = new cli::Manuals;
+    for (const Subcommand& subcommand : kSubcommands) {
+      list->push_back(&subcommand.manual());
+    }
+    return list;
+  }();
+  return *all;
+}
 
 void printHelp() {
   printf("linkapp %s\n\nusage: linkapp SUBCOMMAND [OPTIONS]\n\nsubcommands:\n", LINKAPP_VERSION);
+  for (const cli::Manual* const manual : manuals()) {
+    printf("  %-11s %s\n", manual->name.c_str(), manual->purpose.c_str());
+  }
+  printf(
+      "\na phone and an application, each in a terminal:\n"
+      "  linkapp phone --do \"plug usb\"\n"
+      "  linkapp app --launch\n"
+      "\n`linkapp SUBCOMMAND --help` tells more.\n");
+}
+
+int runSubcommand(const std::string& name, const Arguments& arguments) {
   for (const Subcommand& subcommand : kSubcommands) {
-    if (subcommand.purpose != nullptr) {
-      printf("  %-8s %s\n", subcommand.name, subcommand.purpose);
+    if (subcommand.manual().name == name) {
+      return subcommand.run(arguments);
     }
   }
-  printf("\n`linkapp SUBCOMMAND --help` tells more.\n");
+  for (const Role& role : kRoles) {
+    if (name == role.name) {
+      return role.run(arguments);
+    }
+  }
+  std::vector<std::string> names;
+  for (const cli::Manual* const manual : manuals()) {
+    names.push_back(manual->name);
+  }
+  fprintf(stderr, "linkapp: unknown subcommand '%s'%s; see `linkapp --help`\n", name.c_str(),
+          command::suggestion(name, names).c_str());
+  return 2;
 }
 
 }  // namespace
@@ -45,11 +102,5 @@ int main(int argc, char** argv) {
     printf("linkapp %s\n", LINKAPP_VERSION);
     return 0;
   }
-  for (const Subcommand& subcommand : kSubcommands) {
-    if (arguments[0] == subcommand.name) {
-      return subcommand.run(Arguments(arguments.begin() + 1, arguments.end()));
-    }
-  }
-  fprintf(stderr, "linkapp: unknown subcommand '%s'; see `linkapp --help`\n", arguments[0].c_str());
-  return 2;
+  return runSubcommand(arguments[0], Arguments(arguments.begin() + 1, arguments.end()));
 }

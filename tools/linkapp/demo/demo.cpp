@@ -68,14 +68,9 @@ int runIn(const Options& options, const Timeline& timeline) {
 
 int run(const std::vector<std::string>& arguments) {
   Options options;
-  const std::string mistake = parseOptions(arguments, options);
-  if (!mistake.empty()) {
-    fprintf(stderr, "linkapp demo: %s; see `linkapp demo --help`\n", mistake.c_str());
-    return 2;
-  }
-  if (options.isHelp) {
-    printHelp();
-    return 0;
+  int code = 0;
+  if (!parseOptions(arguments, options, code)) {
+    return code;
   }
   const Timeline timeline(options.isJson ? stderr : stdout);
   const ShmPlace place(timeline);

@@ -4,17 +4,18 @@
 #include <string>
 #include <vector>
 
+#include "cli/manual.h"
+
 namespace demo {
 
 struct Options {
   unsigned int messages = 1000;
   bool isJson = false;
-  bool isHelp = false;
 };
 
-// An empty text, or what is wrong with the arguments.
-std::string parseOptions(const std::vector<std::string>& arguments, Options& options);
+const cli::Manual& manual();
 
-void printHelp();
+// False where there is nothing to run: help or version was shown, or a mistake was told.
+bool parseOptions(const std::vector<std::string>& arguments, Options& options, int& code);
 
 }  // namespace demo

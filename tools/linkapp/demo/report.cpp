@@ -1,18 +1,27 @@
 #include "demo/report.h"
 
-#include <unistd.h>
-
 #include <algorithm>
+
+#include "text/terminal.h"
 
 namespace demo {
 namespace {
 
 constexpr const char* kDim = "\033[2m";
-constexpr const char* kBold = "\033[1m";
+constexpr const char* kColours[] = {"\033[36m", "\033[33m", "\033[35m", "\033[32m", "\033[34m"};
 constexpr const char* kPlain = "\033[0m";
 
 unsigned int lostOf(const Exchange& exchange) {
   return exchange.sent > exchange.echoed ? exchange.sent - exchange.echoed : 0;
+}
+
+// The same for all lines of one process.
+const char* colourOf(const std::string& who) {
+  unsigned int sum = 0;
+  for (const char c : who) {
+    sum += static_cast<unsigned char>(c);
+  }
+  return kColours[sum % (sizeof kColours / sizeof kColours[0])];
 }
 
 std::string quoted(const std::string& text) {
@@ -28,13 +37,13 @@ std::string quoted(const std::string& text) {
 
 }  // namespace
 
-Timeline::Timeline(FILE* out) : out_(out), isColoured_(isatty(fileno(out)) == 1) {}
+Timeline::Timeline(FILE* out) : out_(out), isColoured_(text::isColoured(fileno(out))) {}
 
 void Timeline::say(const std::string& who, const std::string& text, Time time) const {
   const char* const dim = isColoured_ ? kDim : "";
-  const char* const bold = isColoured_ ? kBold : "";
+  const char* const colour = isColoured_ ? colourOf(who) : "";
   const char* const plain = isColoured_ ? kPlain : "";
-  fprintf(out_, "%s%8.3f s%s  %s%-12s%s %s\n", dim, secondsAt(time), plain, bold, who.c_str(), plain, text.c_str());
+  fprintf(out_, "%s%8.3f s%s  %s%-12s%s %s\n", dim, secondsAt(time), plain, colour, who.c_str(), plain, text.c_str());
   fflush(out_);
 }
 

@@ -22,7 +22,7 @@ class Timeline {
  public:
   using Time = std::chrono::steady_clock::time_point;
 
-  // Coloured where `out` is a terminal.
+  // Coloured where `out` is a terminal and nobody has asked for none.
   explicit Timeline(FILE* out);
   void say(const std::string& who, const std::string& text, Time time = std::chrono::steady_clock::now()) const;
   double secondsAt(Time time) const;

@@ -1,0 +1,139 @@
+// How scenarios fail. That they succeed is shown by those in tests/scenarios.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "scenario/source.h"
+#include "tests/tool/tool_process.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class ScenarioRun : public testing::Test {
+ public:
+  // What went wrong, as the JSON result tells it; empty where nothing did.
+  std::string run(const std::string& source, const std::vector<std::string>& options = {}) {
+    const std::string file = folder_.path() + "/test.scn";
+    std::ofstream(file) << source;
+    std::vector<std::string> arguments = {LINKAPP_TOOL, "scenario", "--shared", "--json", file};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    ran_ = runProgram(loop_, signals_, arguments);
+    const std::string result = ran_.lines.empty() ? "" : ran_.lines.back();
+    const std::string mark = "\"error\":\"" + file + ":";
+    const std::size_t at = result.find(mark);
+    return at == std::string::npos ? "" : result.substr(at + mark.size());
+  }
+
+  scenario::TemporaryFolder folder_;
+  loop::Loop loop_;
+  loop::Signals signals_{loop_, [](int) {}};
+  Ran ran_;
+};
+
+TEST_F(ScenarioRun, ends_with_0_when_every_step_was_done) {
+  EXPECT_EQ(run("process phone = phone\nstart phone\nphone: plug usb\nwait phone connected=true\n"), "");
+  EXPECT_EQ(ran_.code, 0);
+  EXPECT_THAT(ran_.lines.back(), HasSubstr(R"("reverse":false,"ok":true,"steps":3)"));
+}
+
+TEST_F(ScenarioRun, ends_with_2_for_a_file_with_a_mistake) {
+  run("process phone = phone\nphone: plgu usb\n");
+  EXPECT_EQ(ran_.code, 2);
+}
+
+TEST_F(ScenarioRun, names_the_place_of_an_expectation_that_does_not_come_true) {
+  EXPECT_THAT(
+      run("process phone = phone\nstart phone\nphone: plug usb\nexpect phone connected link=bluetooth within 50ms\n"),
+      StartsWith("4:1: expected phone to tell 'connected link=bluetooth' within 50ms\\n  nearest: link=bluetooth does "
+                 "not hold: link is usb"));
+  EXPECT_EQ(ran_.code, 1);
+}
+
+TEST_F(ScenarioRun, names_the_place_of_a_command_that_is_refused) {
+  EXPECT_THAT(run("process phone = phone\nstart phone\n  phone: unplug\n"), StartsWith("3:10: phone refused: "));
+}
+
+TEST_F(ScenarioRun, takes_a_refusal_that_is_expected) {
+  EXPECT_EQ(run("process phone = phone\nstart phone\nphone: unplug -> ok=false error~connected\n"), "");
+}
+
+TEST_F(ScenarioRun, names_the_place_of_a_state_that_does_not_come) {
+  EXPECT_THAT(run("process phone = phone\nstart phone\nwait phone sessions=1 within 50ms\n"),
+              StartsWith("3:1: sessions=1 does not hold: sessions is 0 within 50ms"));
+}
+
+TEST_F(ScenarioRun, expects_nothing_of_a_process_that_was_not_started) {
+  EXPECT_THAT(run("process phone = phone\nexpect phone connected\n"), StartsWith("2:1: phone was not started"));
+  EXPECT_THAT(run("process phone = phone\nphone: plug usb\n"), StartsWith("2:1: phone was not started"));
+}
+
+TEST_F(ScenarioRun, does_not_wait_for_a_process_that_has_ended) {
+  EXPECT_THAT(run("process phone = phone\nstart phone\nkill phone\nexpect phone connected within 10min\n"),
+              StartsWith("4:1: expected phone to tell 'connected', but it has ended: signal 9"));
+}
+
+TEST_F(ScenarioRun, fails_at_once_when_something_forbidden_comes) {
+  EXPECT_THAT(run("process phone = phone\nstart phone\nforbid phone disconnected\nphone: plug usb\nphone: unplug\n"
+                  "wait phone sessions=7 within 10min\n"),
+              HasSubstr("phone told what it must not: "));
+}
+
+TEST_F(ScenarioRun, lets_come_what_is_allowed_again) {
+  EXPECT_EQ(run("process phone = phone\nstart phone\nforbid phone disconnected\nallow phone\nphone: plug usb\nphone: "
+                "unplug\n"),
+            "");
+}
+
+TEST_F(ScenarioRun, fails_when_a_process_has_ended_by_itself) {
+  EXPECT_THAT(run("process x = run sh -c \"exit 3\"\nstart x\n"), HasSubstr("x"));
+  EXPECT_EQ(ran_.code, 1);
+  EXPECT_EQ(run("process x = run sh -c \"exit 3\"\nstart x\nended x code=3\n"), "");
+  EXPECT_THAT(run("process x = run sh -c \"exit 3\"\nstart x\nended x code=0\n"),
+              StartsWith("3:1: x has ended with exit code 3: code=0 does not hold: code is 3"));
+}
+
+TEST_F(ScenarioRun, names_a_program_that_cannot_be_started) {
+  EXPECT_THAT(run("process x = run /there/is/no/program\nstart x\n"),
+              StartsWith("2:1: cannot start x: /there/is/no/program: No such file or directory"));
+}
+
+TEST_F(ScenarioRun, tells_lines_to_a_program_and_hears_its_lines) {
+  EXPECT_EQ(run("process x = run cat\nstart x\nx: hello  there\nexpect x line text=\"hello  there\"\nstop x\n"), "");
+}
+
+TEST_F(ScenarioRun, goes_on_with_a_process_that_was_frozen_and_restarted) {
+  EXPECT_EQ(run("process phone = phone\nstart phone\nfreeze phone\nthaw phone\nphone: plug usb\nrestart phone\n"
+                "wait phone connected=false\n"),
+            "");
+}
+
+// Each program says by a file that it has begun, and tells whether the other one had begun before.
+TEST_F(ScenarioRun, starts_processes_in_reverse_order_when_asked_to) {
+  const std::string source =
+      "process phone = phone --control ${tmp}/phone.sock\n"
+      "process watcher = run sh -c \"test -S ${tmp}/phone.sock && echo there || echo missing\"\n"
+      "start phone watcher\nexpect watcher line text=";
+  EXPECT_EQ(run(source + "there\nended watcher\n"), "");
+  EXPECT_THAT(run(source + "there within 50ms\nended watcher\n", {"--reverse"}), StartsWith("4:1: "));
+  EXPECT_THAT(ran_.lines.back(), HasSubstr(R"("reverse":true)"));
+}
+
+TEST_F(ScenarioRun, of_the_phone_itself_needs_no_process) {
+  const std::string file = folder_.path() + "/own.scn";
+  std::ofstream(file) << "phone: plug usb\nexpect phone connected link=usb\nwait phone connected=true\n";
+  EXPECT_EQ(runProgram(loop_, signals_, {LINKAPP_TOOL, "phone", "--scenario", file}).code, 0);
+  std::ofstream(file) << "phone: unplug\n";
+  EXPECT_EQ(runProgram(loop_, signals_, {LINKAPP_TOOL, "phone", "--scenario", file}).code, 1);
+  std::ofstream(file) << "phone: unplgu\n";
+  EXPECT_EQ(runProgram(loop_, signals_, {LINKAPP_TOOL, "phone", "--scenario", file}).code, 2);
+}
+
+TEST_F(ScenarioRun, can_be_read_without_being_run) {
+  run("process phone = phone\nstart phone\nexpect phone connected\n", {"--check"});
+  EXPECT_EQ(ran_.code, 0);
+}
+
+}  // namespace

@@ -1,0 +1,36 @@
+#include "text/fields.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using text::Fields;
+using text::List;
+
+TEST(Fields, are_one_line_of_json) {
+  const Fields fields = {{"name", "navi"}, {"size", 5U}, {"up", true}, {"delta", -3}, {"list", List{{{"a", 1}}, {}}}};
+  EXPECT_EQ(text::toJson(fields), R"({"name":"navi","size":5,"up":true,"delta":-3,"list":[{"a":1},{}]})");
+  EXPECT_EQ(text::toJson({}), "{}");
+}
+
+TEST(Fields, escape_what_json_forbids) {
+  EXPECT_EQ(text::toJson({{"a\"b", std::string("\"\\\n\t\r\x01\x7f\0", 8)}}),
+            "{\"a\\\"b\":\"\\\"\\\\\\n\\t\\r\\u0001\\u007f\\u0000\"}");
+}
+
+TEST(Fields, keep_utf8_and_replace_what_is_none) {
+  EXPECT_EQ(text::jsonQuoted("\xC3\xA4 \xE2\x82\xAC \xF0\x9F\x98\x80"), "\"\xC3\xA4 \xE2\x82\xAC \xF0\x9F\x98\x80\"");
+  for (const char* const bad : {"\xFF", "\xC3", "\xC0", "\x80"}) {
+    EXPECT_EQ(text::jsonQuoted(bad), "\"\xEF\xBF\xBD\"");
+  }
+  EXPECT_EQ(text::jsonQuoted("\xED\xA0\x80"), "\"\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\"");
+  EXPECT_EQ(text::jsonQuoted("\xC3("), "\"\xEF\xBF\xBD(\"");
+}
+
+TEST(Fields, are_text_for_people) {
+  EXPECT_EQ(text::toText({{"name", "navi"}, {"text", "a b"}, {"empty", ""}, {"up", false}}),
+            "name=navi text=\"a b\" empty=\"\" up=false");
+  EXPECT_EQ(text::quoted("a\"\\\n\xFF"), "\"a\\\"\\\\\\n\\xff\"");
+}
+
+}  // namespace

@@ -1,0 +1,11 @@
+// `linkapp app`.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace app {
+
+int run(const std::vector<std::string>& arguments);
+
+}  // namespace app
