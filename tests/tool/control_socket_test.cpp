@@ -102,7 +102,7 @@ TEST_F(ControlSocket, answers_half_a_line_with_an_error) {
 
 TEST_F(ControlSocket, answers_ten_megabytes_without_an_end_with_an_error) {
   ControlClient sut(path_);
-  const std::string flood(10 * 1024 * 1024, 'x');
+  const std::string flood(std::size_t{10} * 1024 * 1024, 'x');
   EXPECT_LT(sut.send(flood), flood.size());
   EXPECT_EQ(sut.readLine().value_or(""), R"({"ok":false,"error":"a line is longer than 65536 bytes"})");
   EXPECT_TRUE(sut.isAtEnd());

@@ -26,7 +26,7 @@ class Program final : public loop::Process::Listener {
   Ran ran;
 
  private:
-  loop::Lines lines_{1024 * 1024};
+  loop::Lines lines_{std::size_t{1024} * 1024};
   loop::Process process_;
 };
 

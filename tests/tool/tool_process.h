@@ -31,7 +31,7 @@ class ToolProcess final : public loop::Process::Listener {
   loop::Loop& loop_;
   std::vector<std::string> told_;
   std::size_t awaited_ = 0;
-  loop::Lines lines_{1024 * 1024};
+  loop::Lines lines_{std::size_t{1024} * 1024};
   std::optional<loop::Ending> ending_;
   loop::Process process_;
 };

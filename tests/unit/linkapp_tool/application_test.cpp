@@ -97,6 +97,7 @@ TEST_F(Application, knows_its_place_in_the_registration_table) {
 
 TEST_F(Application, has_no_app_id_when_the_table_is_full) {
   std::vector<std::unique_ptr<iOSAppCommonClient>> others;
+  others.reserve(20);
   for (int i = 0; i < 20; ++i) {
     others.push_back(std::make_unique<iOSAppCommonClient>("", "app", "com.example.app"));
   }

@@ -6,7 +6,6 @@
 
 namespace {
 
-using phone::Burst;
 using phone::Bytes;
 using phone::Generation;
 using phone::LaunchPolicy;

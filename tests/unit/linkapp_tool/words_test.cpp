@@ -14,6 +14,7 @@ std::vector<std::string> textsOf(const std::string& line) {
   Mistake mistake;
   EXPECT_TRUE(splitWords(line, words, end, mistake)) << mistake.text;
   std::vector<std::string> texts;
+  texts.reserve(words.size());
   for (const Word& word : words) {
     texts.push_back(word.text);
   }
