@@ -90,7 +90,7 @@ TEST_P(PagesOfSubcommand, is_in_help_and_overview) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, PagesOfSubcommand,
-                         testing::Values("phone", "app", "scenario", "reset", "demo", "man", "completion"),
+                         testing::Values("phone", "app", "scenario", "status", "reset", "demo", "man", "completion"),
                          [](const auto& parameter) { return parameter.param; });
 
 TEST_F(Pages, of_phone_and_app_have_every_command_and_every_event) {

@@ -8,6 +8,7 @@
 #include "cli/pages.h"
 #include "demo/demo.h"
 #include "demo/options.h"
+#include "inspect/status.h"
 #include "phone/options.h"
 #include "phone/phone.h"
 #include "reset/reset.h"
@@ -28,6 +29,7 @@ constexpr Subcommand kSubcommands[] = {
     {&phone::manual, &phone::run},
     {&app::manual, &app::run},
     {&scenario::manual, &scenario::run},
+    {&inspect::statusManual, &inspect::runStatus},
     {&reset::manual, &reset::run},
     {&demo::manual, &demo::run},
     {&cli::manManual, [](const Arguments& arguments) { return cli::runMan(manuals(), arguments); }},

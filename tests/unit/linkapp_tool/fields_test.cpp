@@ -33,4 +33,18 @@ TEST(Fields, are_text_for_people) {
   EXPECT_EQ(text::quoted("a\"\\\n\xFF"), "\"a\\\"\\\\\\n\\xff\"");
 }
 
+TEST(Fields, hold_fields) {
+  const text::Fields inner = {{"pid", 1}, {"name", "a b"}};
+  EXPECT_EQ(text::toJson({{"process", inner}, {"none", text::Fields{}}}),
+            R"({"process":{"pid":1,"name":"a b"},"none":{}})");
+  EXPECT_EQ(text::toText({{"process", inner}}), R"(process={pid=1 name="a b"})");
+}
+
+// Terminals obey them.
+TEST(Fields, show_no_control_characters_beyond_ascii_either) {
+  EXPECT_EQ(text::quoted("\x9B"), "\"\\x9b\"");
+  EXPECT_EQ(text::quoted("\xC2\x9B"), "\"\\xc2\\x9b\"");
+  EXPECT_EQ(text::quoted("\xC2\xA0"), "\xC2\xA0");
+}
+
 }  // namespace

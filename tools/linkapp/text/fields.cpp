@@ -55,12 +55,20 @@ std::string jsonCharacter(char character) {
   return byte < 0x20 || byte == 0x7F ? escaped("\\u00", byte) : std::string(1, character);
 }
 
+// U+0080 to U+009F, which some terminals obey as they obey the escape sequences of ASCII.
+bool isControlAt(const std::string& text, std::size_t at) {
+  return text[at] == '\xC2' && at + 1 < text.size() && static_cast<unsigned char>(text[at + 1]) < 0xA0;
+}
+
 bool isPlain(const std::string& text) {
-  for (const char character : text) {
-    const auto byte = static_cast<unsigned char>(character);
-    if (byte <= 0x20 || byte == 0x7F || character == '"' || character == '\\' || character == '#') {
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t length = sequenceAt(text, at);
+    const auto byte = static_cast<unsigned char>(text[at]);
+    const bool isSpecial = byte <= 0x20 || byte == 0x7F || byte == '"' || byte == '\\' || byte == '#';
+    if (length == 0 || isSpecial || isControlAt(text, at)) {
       return false;
     }
+    at += length;
   }
   return !text.empty();
 }
@@ -75,6 +83,9 @@ std::string jsonOf(const Value& value) {
   }
   if (const auto* const string = std::get_if<std::string>(&value.get())) {
     return jsonQuoted(*string);
+  }
+  if (const Fields* const fields = value.fields()) {
+    return toJson(*fields);
   }
   std::string json = "[";
   for (const Fields& entry : *value.list()) {
@@ -94,6 +105,9 @@ std::string textOf(const Value& value) {
       all += (all.size() > 1 ? ", " : "") + toText(entry);
     }
     return all + "]";
+  }
+  if (const Fields* const fields = value.fields()) {
+    return "{" + toText(*fields) + "}";
   }
   return jsonOf(value);
 }
@@ -124,7 +138,9 @@ std::string quoted(const std::string& text) {
   for (std::size_t at = 0; at < text.size();) {
     const std::size_t length = sequenceAt(text, at);
     const auto byte = static_cast<unsigned char>(text[at]);
-    if (length > 1) {
+    if (length > 1 && isControlAt(text, at)) {
+      result += escaped("\\x", byte) + escaped("\\x", static_cast<unsigned char>(text[at + 1]));
+    } else if (length > 1) {
       result.append(text, at, length);
     } else if (text[at] == '"' || text[at] == '\\') {
       result += std::string("\\") + text[at];

@@ -23,17 +23,23 @@ class Value {
   Value(std::string value) : value_(std::move(value)) {}
   Value(const char* value) : value_(std::string(value)) {}
   Value(List value);
+  Value(Fields value);
 
-  // A list's rows are shared by its copies.
-  using Variant = std::variant<bool, std::int64_t, std::string, std::shared_ptr<const List>>;
+  // What is nested is shared by copies.
+  using Variant =
+      std::variant<bool, std::int64_t, std::string, std::shared_ptr<const List>, std::shared_ptr<const Fields>>;
   const Variant& get() const { return value_; }
   // Null where it is none.
-  const List* list() const {
-    const auto* const rows = std::get_if<std::shared_ptr<const List>>(&value_);
-    return rows == nullptr ? nullptr : rows->get();
-  }
+  const List* list() const { return nested<List>(); }
+  const Fields* fields() const { return nested<Fields>(); }
 
  private:
+  template <class Nested>
+  const Nested* nested() const {
+    const auto* const shared = std::get_if<std::shared_ptr<const Nested>>(&value_);
+    return shared == nullptr ? nullptr : shared->get();
+  }
+
   Variant value_;
 };
 
@@ -43,6 +49,7 @@ struct Field {
 };
 
 inline Value::Value(List value) : value_(std::make_shared<const List>(std::move(value))) {}
+inline Value::Value(Fields value) : value_(std::make_shared<const Fields>(std::move(value))) {}
 
 // {"name":"value","count":1} without a line break. Bytes that are no UTF-8 become U+FFFD: a line is always valid JSON.
 std::string toJson(const Fields& fields);
