@@ -3,7 +3,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -14,6 +13,7 @@
 
 #include "platform/bluez/descriptor.h"
 #include "platform/bluez/log.h"
+#include "platform/state_folder.h"
 
 namespace vqbluez {
 namespace {
@@ -25,28 +25,6 @@ constexpr mode_t kFolderMode = 0755;
 constexpr std::size_t kLongestFile = std::size_t{1024} * 1024;
 constexpr NumberTable::Seconds kDay =
     24L * 60 * 60;  // the file is not written more often just to note that one is paired
-
-std::string environment(const char* name) {
-  const char* const value = getenv(name);
-  return value == nullptr ? "" : value;
-}
-
-// As the settings files' folder.
-std::string stateFolder() {
-  std::string chosen = environment("VQ_SETTINGS_DIR");
-  if (!chosen.empty()) {
-    return chosen;
-  }
-  const std::string state = environment("XDG_STATE_HOME");
-  if (!state.empty() && state.front() == '/') {
-    return state + "/vqframework";
-  }
-  const std::string home = environment("HOME");
-  if (!home.empty()) {
-    return home + "/.local/state/vqframework";
-  }
-  return geteuid() == 0 ? "/var/lib/vqframework" : "";
-}
 
 NumberTable::Seconds now() {
   return time(nullptr);
@@ -123,7 +101,7 @@ int replaceFile(int folder, const std::string& text) {
 
 }  // namespace
 
-DeviceNumbers::DeviceNumbers() : folder_(stateFolder()) {}
+DeviceNumbers::DeviceNumbers() : folder_(platform::stateFolder()) {}
 
 // Runs `change` on the table as it stands in the file, and writes it back where that says so (second of the pair).
 template <class Change>

@@ -6,12 +6,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <system_error>
 
 #include "VQFramework/Debug/VQDbgOutput.h"
 #include "VQFramework/Settings/SaveFileAccessFactory.h"
 #include "platform/inprocess/settings_store.h"
+#include "platform/state_folder.h"
 
 template class VQSingleton<SaveFileAccessFactory>;
 
@@ -40,28 +40,6 @@ class Descriptor {
  private:
   const int fd_;
 };
-
-std::string environment(const char* name) {
-  const char* const value = getenv(name);
-  return value == nullptr ? "" : value;
-}
-
-// Empty where there is none for this user.
-std::string settingsFolder() {
-  std::string chosen = environment("VQ_SETTINGS_DIR");
-  if (!chosen.empty()) {
-    return chosen;
-  }
-  const std::string state = environment("XDG_STATE_HOME");
-  if (!state.empty() && state.front() == '/') {
-    return state + "/vqframework";
-  }
-  const std::string home = environment("HOME");
-  if (!home.empty()) {
-    return home + "/.local/state/vqframework";
-  }
-  return geteuid() == 0 ? "/var/lib/vqframework" : "";
-}
 
 // File systems that lie behind a network or another process answer so while signals come.
 template <class Call>
@@ -264,7 +242,7 @@ class FileStore : public SettingsStore {
 }  // namespace
 
 std::unique_ptr<SettingsStore> settingsStoreFor(const std::string& name) {
-  return std::make_unique<FileStore>(settingsFolder(), name);
+  return std::make_unique<FileStore>(platform::stateFolder(), name);
 }
 
 }  // namespace vqframework
