@@ -5,11 +5,7 @@
 
 namespace platform {
 
-std::string stateFolder() {
-  const auto environment = [](const char* name) {
-    const char* const value = getenv(name);
-    return std::string(value == nullptr ? "" : value);
-  };
+std::string stateFolder(const std::function<std::string(const char* name)>& environment, bool isRoot) {
   std::string chosen = environment("VQ_SETTINGS_DIR");
   if (!chosen.empty()) {
     return chosen;
@@ -22,7 +18,15 @@ std::string stateFolder() {
   if (!home.empty()) {
     return home + "/.local/state/vqframework";
   }
-  return geteuid() == 0 ? "/var/lib/vqframework" : "";
+  return isRoot ? "/var/lib/vqframework" : "";
+}
+
+std::string stateFolder() {
+  const auto environment = [](const char* name) {
+    const char* const value = getenv(name);
+    return std::string(value == nullptr ? "" : value);
+  };
+  return stateFolder(environment, geteuid() == 0);
 }
 
 }  // namespace platform

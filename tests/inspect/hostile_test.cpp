@@ -10,6 +10,9 @@
 #include <random>
 #include <thread>
 
+#include "bundle/contents.h"
+#include "doctor/checks.h"
+#include "doctor/report.h"
 #include "inspect/follower.h"
 #include "inspect/ring_contents.h"
 #include "inspect/snapshot.h"
@@ -17,6 +20,7 @@
 #include "inspect/status_text.h"
 #include "platform/reference/named_lock.h"
 #include "tests/inspect/inspect_fixture.h"
+#include "why/report.h"
 
 namespace {
 
@@ -61,11 +65,34 @@ std::size_t sizeOf(const std::string& name) {
   return test_support::shmSize(name).value_or(0);
 }
 
+// doctor, why and bundle. Bus and configuration are not shared memory and are looked at by other tests.
+void consult() {
+  const doctor::Places places;
+  doctor::Examination all;
+  all.snapshot = inspect::takeSnapshot();
+  all.history = doctor::readHistory(places.channel);
+  all.system.processes = doctor::readProcesses(all.snapshot, places.channel.proc);
+  const doctor::Findings findings = findingsOf(all);
+  ASSERT_FALSE(reportText(findings, all, true).empty());
+  ASSERT_TRUE(nlohmann::json::accept(text::toJson(reportFields(findings, all))));
+  for (const auto& walk : {&why::walkLaunch, &why::walkSend, &why::walkReceive, &why::walkSpp}) {
+    for (const char* const app : {"1", "7", "20", ""}) {
+      const why::Walk walked = walk(all, {app, 1, ""});
+      ASSERT_FALSE(reportText(walked, true).empty());
+      ASSERT_TRUE(nlohmann::json::accept(text::toJson(reportFields(walked))));
+    }
+  }
+  for (const bool hasPayloads : {false, true}) {
+    ASSERT_FALSE(bundle::contentsOf(all, places, hasPayloads).empty());
+  }
+}
+
 // Everything that looks; the results are shown, too, since texts are made of what was read.
 void look(Follower& follower, inspect::RingContents& contents) {
   const inspect::Snapshot snapshot = inspect::takeSnapshot();
   ASSERT_FALSE(statusText(snapshot, true).empty());
   ASSERT_TRUE(nlohmann::json::accept(text::toJson(statusFields(snapshot))));
+  ASSERT_NO_FATAL_FAILURE(consult());
   inspect::ChannelState state;
   for (int i = 0; i < 8; ++i) {
     const Follower::Batch batch = follower.poll();

@@ -63,7 +63,10 @@ TEST_P(PagesOfSubcommand, has_a_version) {
 }
 
 TEST_P(PagesOfSubcommand, refuses_an_unknown_option_and_proposes_the_nearest) {
-  const std::string file = GetParam() == "scenario" ? " x.scn" : GetParam() == "completion" ? " bash" : "";
+  const std::string file = GetParam() == "scenario"     ? " x.scn"
+                           : GetParam() == "completion" ? " bash"
+                           : GetParam() == "why"        ? " launch"
+                                                        : "";
   const Ran ran = shell(LINKAPP_TOOL " " + GetParam() + file + " --hepl 2>&1");
   EXPECT_EQ(ran.code, 2);
   EXPECT_THAT(ran.lines,
@@ -90,7 +93,8 @@ TEST_P(PagesOfSubcommand, is_in_help_and_overview) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, PagesOfSubcommand,
-                         testing::Values("phone", "app", "scenario", "status", "reset", "demo", "man", "completion"),
+                         testing::Values("phone", "app", "scenario", "status", "doctor", "why", "bundle", "reset",
+                                         "demo", "man", "completion"),
                          [](const auto& parameter) { return parameter.param; });
 
 TEST_F(Pages, of_phone_and_app_have_every_command_and_every_event) {

@@ -5,14 +5,17 @@
 
 #include "app/app.h"
 #include "app/options.h"
+#include "bundle/bundle.h"
 #include "cli/pages.h"
 #include "demo/demo.h"
 #include "demo/options.h"
+#include "doctor/doctor.h"
 #include "inspect/status.h"
 #include "phone/options.h"
 #include "phone/phone.h"
 #include "reset/reset.h"
 #include "scenario/run.h"
+#include "why/why.h"
 
 namespace {
 
@@ -30,6 +33,9 @@ constexpr Subcommand kSubcommands[] = {
     {&app::manual, &app::run},
     {&scenario::manual, &scenario::run},
     {&inspect::statusManual, &inspect::runStatus},
+    {&doctor::manual, &doctor::run},
+    {&why::manual, &why::run},
+    {&bundle::manual, &bundle::run},
     {&reset::manual, &reset::run},
     {&demo::manual, &demo::run},
     {&cli::manManual, [](const Arguments& arguments) { return cli::runMan(manuals(), arguments); }},

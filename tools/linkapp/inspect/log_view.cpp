@@ -52,6 +52,7 @@ Log readLog(const LogReader& reader) {
   if (!reader.isUsable()) {
     return log;
   }
+  log.headBefore = reader.head();
   const Bytes bytes = reader.object().copy(0, offsetof(MessageLogObject, slots));
   const std::uint32_t sleepers = bytes.at<std::uint32_t>(offsetof(MessageLogObject, sleepers));
   log.postedWord = bytes.at<std::uint32_t>(offsetof(MessageLogObject, posted));

@@ -33,6 +33,7 @@ struct Log {
   ObjectFacts object;
   std::string problem;               // why its content is not told; empty where it is
   std::uint64_t head = 0;            // messages posted since it was made
+  std::uint64_t headBefore = 0;      // the same, no later than the receivers' positions
   std::uint32_t postedWord = 0;      // what receivers sleep on
   std::uint32_t sleepers = 0;        // receivers asleep; those that were killed asleep count on for a while
   std::uint32_t sleepingGroups = 0;  // one bit for each group that somebody sleeps for

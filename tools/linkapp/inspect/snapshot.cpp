@@ -48,12 +48,15 @@ ReceiverView viewOf(const Receiver& listed, const std::string& proc, const std::
   if (listed.position == 0) {
     return view;  // it has not begun
   }
-  view.behind = snapshot.log.head - std::min(listed.position, snapshot.log.head);
+  // What was posted between a look at its position and a look at `head` it may have read long since.
+  const std::uint64_t head = std::min(snapshot.log.headBefore, snapshot.log.head);
+  view.behind = head - std::min(listed.position, head);
   view.overwritten = snapshot.backlogBegin - std::min(listed.position, snapshot.backlogBegin);
   std::uint64_t waiting = 0;
   std::array<std::uint64_t, 2> inRings = {};
   for (const Message& message : messages) {
-    if (message.sequence >= listed.position && !message.isForNobody && listens(listed, message.id)) {
+    if (message.sequence >= listed.position && message.sequence < head && !message.isForNobody &&
+        listens(listed, message.id)) {
       ++waiting;
       inRings[0] += message.id == kIdFromHU ? 1U : 0U;
       inRings[1] += message.id == kIdFromDevice ? 1U : 0U;

@@ -1,0 +1,10 @@
+// A build without D-Bus.
+#include "doctor/system.h"
+
+namespace doctor {
+
+Bus readBus(const std::string& /*unused*/) {
+  return {};
+}
+
+}  // namespace doctor
