@@ -18,6 +18,10 @@
 #include "inspect/snapshot.h"
 #include "inspect/status_json.h"
 #include "inspect/status_text.h"
+#include "monitor/lines.h"
+#include "monitor/stats.h"
+#include "monitor/top_page.h"
+#include "monitor/watch.h"
 #include "platform/reference/named_lock.h"
 #include "tests/inspect/inspect_fixture.h"
 #include "why/report.h"
@@ -87,6 +91,42 @@ void consult() {
   }
 }
 
+// `linkapp monitor` from the start, in all its forms.
+void monitorAll() {
+  monitor::Watch watch({{}, true});
+  monitor::Lines lines(watch, monitor::Lines::Form::kColoured);
+  monitor::Lines objects(watch, monitor::Lines::Form::kJson);
+  monitor::Stats stats;
+  monitor::Bursts bursts;
+  for (int i = 0; i < 6; ++i) {
+    const monitor::Turn turn = watch.turn();
+    lines.beginTurn();
+    objects.beginTurn();
+    for (std::size_t message = 0; message < turn.messages.size(); ++message) {
+      stats.add(turn.messages[message], turn.contents[message]);
+      if (message % 8 == 0) {
+        ASSERT_FALSE(lines.ofMessage(turn.messages[message], turn.contents[message]).empty());
+        ASSERT_TRUE(nlohmann::json::accept(objects.ofMessage(turn.messages[message], turn.contents[message])));
+      }
+    }
+    stats.look(watch);
+    for (const inspect::Loss& loss : turn.losses) {
+      bursts.add(loss, watch.now());
+    }
+  }
+  std::deque<std::string> alarms;
+  for (const monitor::Burst& burst : bursts.takeAll()) {
+    ASSERT_TRUE(nlohmann::json::accept(objects.ofBurst(burst)));
+    if (alarms.size() < 100) {
+      alarms.push_back(lines.ofBurst(burst));
+    }
+  }
+  const monitor::Figures figures = stats.take(watch.now());
+  ASSERT_FALSE(statsText(figures, watch).empty());
+  ASSERT_TRUE(nlohmann::json::accept(text::toJson(statsFields(figures, watch))));
+  ASSERT_LE(topPage(figures, alarms, "", watch, 100, 30).size(), 30U);
+}
+
 // Everything that looks; the results are shown, too, since texts are made of what was read.
 void look(Follower& follower, inspect::RingContents& contents) {
   const inspect::Snapshot snapshot = inspect::takeSnapshot();
@@ -106,6 +146,7 @@ void look(Follower& follower, inspect::RingContents& contents) {
     }
   }
   ASSERT_LE(state.apps.size(), iOSAppInfoList::kEntryCount);
+  monitorAll();
 }
 
 class HostileObjects : public InspectTest {

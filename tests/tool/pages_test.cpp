@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <map>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -63,10 +64,10 @@ TEST_P(PagesOfSubcommand, has_a_version) {
 }
 
 TEST_P(PagesOfSubcommand, refuses_an_unknown_option_and_proposes_the_nearest) {
-  const std::string file = GetParam() == "scenario"     ? " x.scn"
-                           : GetParam() == "completion" ? " bash"
-                           : GetParam() == "why"        ? " launch"
-                                                        : "";
+  const std::map<std::string, std::string> files = {
+      {"scenario", " x.scn"}, {"completion", " bash"}, {"why", " launch"}};
+  const auto found = files.find(GetParam());
+  const std::string file = found == files.end() ? "" : found->second;
   const Ran ran = shell(LINKAPP_TOOL " " + GetParam() + file + " --hepl 2>&1");
   EXPECT_EQ(ran.code, 2);
   EXPECT_THAT(ran.lines,
@@ -93,8 +94,8 @@ TEST_P(PagesOfSubcommand, is_in_help_and_overview) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, PagesOfSubcommand,
-                         testing::Values("phone", "app", "scenario", "status", "doctor", "why", "bundle", "reset",
-                                         "demo", "man", "completion"),
+                         testing::Values("phone", "app", "scenario", "status", "monitor", "doctor", "why", "bundle",
+                                         "reset", "demo", "man", "completion"),
                          [](const auto& parameter) { return parameter.param; });
 
 TEST_F(Pages, of_phone_and_app_have_every_command_and_every_event) {
@@ -132,8 +133,9 @@ TEST_F(Pages, complete_options_values_and_commands) {
   EXPECT_THAT(complete({"app", "--lis"}), ElementsAre("--listen"));
   EXPECT_THAT(complete({"app", "--listen", "hands-free,pl"}), ElementsAre("hands-free,playback"));
   EXPECT_THAT(complete({"phone", "--do", "unp"}), ElementsAre("unplug"));
+  EXPECT_THAT(complete({"monitor", "--kind", "SE"}), ElementsAre("SESSIONSTATUS", "SENDRESULT"));
   EXPECT_THAT(complete({"completion", ""}), ElementsAre("bash", "zsh", "fish"));
-  EXPECT_THAT(complete({"man", "re"}), ElementsAre("reset"));
+  EXPECT_THAT(complete({"man", "res"}), ElementsAre("reset"));
 }
 
 TEST_F(Pages, leave_files_to_the_shell) {

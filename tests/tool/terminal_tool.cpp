@@ -5,6 +5,7 @@
 #include <pty.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -59,6 +60,17 @@ void TerminalTool::hangUp() {
     close(fd_);
     fd_ = -1;
   }
+}
+
+void TerminalTool::signal(int number) const {
+  EXPECT_EQ(kill(pid_, number), 0);
+}
+
+void TerminalTool::resize(unsigned short rows, unsigned short columns) const {
+  struct winsize size = {};
+  size.ws_row = rows;
+  size.ws_col = columns;
+  EXPECT_EQ(ioctl(fd_, TIOCSWINSZ, &size), 0);
 }
 
 void TerminalTool::type(const std::string& keys) const {

@@ -21,6 +21,9 @@ class TerminalTool {
   // Whether this comes on the screen behind what was awaited last. A failure is reported.
   bool await(const std::string& text);
   void hangUp();
+  void signal(int number) const;
+  // As a terminal whose window somebody pulls at.
+  void resize(unsigned short rows, unsigned short columns) const;
   // The exit code, 128 + signal, or none after the deadline.
   std::optional<int> awaitEnd();
   // Everything so far.

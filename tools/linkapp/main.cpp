@@ -11,6 +11,7 @@
 #include "demo/options.h"
 #include "doctor/doctor.h"
 #include "inspect/status.h"
+#include "monitor/monitor.h"
 #include "phone/options.h"
 #include "phone/phone.h"
 #include "reset/reset.h"
@@ -33,6 +34,7 @@ constexpr Subcommand kSubcommands[] = {
     {&app::manual, &app::run},
     {&scenario::manual, &scenario::run},
     {&inspect::statusManual, &inspect::runStatus},
+    {&monitor::manual, &monitor::run},
     {&doctor::manual, &doctor::run},
     {&why::manual, &why::run},
     {&bundle::manual, &bundle::run},

@@ -4,6 +4,7 @@
 
 #include "app/setup.h"
 #include "cli/command_line.h"
+#include "monitor/filter.h"
 
 namespace cli {
 namespace {
@@ -56,6 +57,9 @@ std::vector<std::string> listValues(const std::vector<std::string>& values, cons
 std::vector<std::string> valuesOf(const Manual& manual, const std::string& option, const std::string& typed) {
   if (option == "listen") {
     return listValues(app::partNames(), typed);
+  }
+  if (option == "kind") {
+    return monitor::kindNames();
   }
   return option == "do" && manual.commands != nullptr ? manual.commands->names() : std::vector<std::string>();
 }

@@ -129,6 +129,28 @@ void addReceivers(const Snapshot& snapshot, Findings& findings) {
   }
 }
 
+// They may be long past, so they are no fault of the present. What receivers have lost is told with them.
+void addLosses(const Snapshot& snapshot, Findings& findings) {
+  for (const auto& [app, counts] : snapshot.losses.byApp) {
+    const bool isListed = app != 0 && app <= snapshot.apps.size();
+    const std::string who = app == 0
+                                ? "an unknown app"
+                                : "app " + std::to_string(app) +
+                                      (isListed ? " (" + text::quoted(snapshot.apps[app - 1].entry.appName) + ")" : "");
+    if (counts.withoutResult != 0) {
+      findings.push_back(
+          {"app", who + " got no send result for " + number(counts.withoutResult, "message", "messages"), false});
+    }
+    if (counts.skipped != 0) {
+      findings.push_back({"app",
+                          number(counts.skipped, "slot was", "slots were") + " skipped in a ring before " +
+                              (counts.skipped == 1 ? "a message" : "messages") + " of " + who +
+                              ": written and not announced, or never written",
+                          false});
+    }
+  }
+}
+
 void addProcesses(const Snapshot& snapshot, Findings& findings) {
   for (const MappingProcess& mapping : snapshot.mappings.processes) {
     for (const std::string& name : mapping.removed) {
@@ -156,6 +178,7 @@ std::vector<Finding> findingsOf(const Snapshot& snapshot) {
   addLocks(snapshot, findings);
   addLog(snapshot, findings);
   addReceivers(snapshot, findings);
+  addLosses(snapshot, findings);
   addProcesses(snapshot, findings);
   std::stable_partition(findings.begin(), findings.end(), [](const Finding& finding) { return finding.isFault; });
   return findings;

@@ -33,11 +33,6 @@ bool listens(const Receiver& receiver, std::uint32_t id) {
   return std::find(receiver.identifiers.begin(), receiver.identifiers.end(), id) != receiver.identifiers.end();
 }
 
-bool isGone(const Receiver& listed, const Process& process) {
-  const bool isAnother = listed.startTime != 0 && process.startTime != 0 && listed.startTime != process.startTime;
-  return process.isDead() || isAnother;
-}
-
 // `messages` are the log's last ones.
 ReceiverView viewOf(const Receiver& listed, const std::string& proc, const std::vector<Message>& messages,
                     const Snapshot& snapshot) {
@@ -105,6 +100,11 @@ std::vector<ObjectFacts> factsOf(const Snapshot& snapshot) {
 
 }  // namespace
 
+bool isGone(const Receiver& listed, const Process& process) {
+  const bool isAnother = listed.startTime != 0 && process.startTime != 0 && listed.startTime != process.startTime;
+  return process.isDead() || isAnother;
+}
+
 bool Snapshot::hasChannel() const {
   const std::vector<ObjectFacts> facts = factsOf(*this);
   return std::any_of(facts.begin(), facts.end(), [](const ObjectFacts& object) { return object.exists; });
@@ -145,7 +145,13 @@ Snapshot takeSnapshot(const Place& place) {
   const std::vector<Message> messages = readBacklog(reader, snapshot);
   for (const Message& message : messages) {
     snapshot.state.add(message);
+    snapshot.losses.add(message);
   }
+  // Positions that are younger than the messages: who has not come further by now had not when they were posted.
+  const auto isThere = [&place](const Receiver& receiver) {
+    return !isGone(receiver, readProcess(place.proc, receiver.pid));
+  };
+  snapshot.losses.look(readLog(reader).receivers, snapshot.state, isThere, snapshot.monotonicTime);
   snapshot.connectStatus = readConnectStatus(Object(place.folder, kConnectStatusSegment));
   for (const RingId id : {RingId::kFromHU, RingId::kFromDevice}) {
     snapshot.rings[static_cast<std::size_t>(id)] = readRing(Object(place.folder, segmentOf(id)), id);

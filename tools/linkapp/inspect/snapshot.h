@@ -13,6 +13,7 @@
 #include "inspect/channel_state.h"
 #include "inspect/locks.h"
 #include "inspect/log_view.h"
+#include "inspect/losses.h"
 #include "inspect/processes.h"
 #include "inspect/segments.h"
 
@@ -62,9 +63,10 @@ struct Snapshot {
   std::array<Process, 4> holders;  // of the locks; pid 0 where nobody holds it
   Log log;
 
-  std::uint64_t backlogBegin = 0;    // oldest message that was still there
-  std::uint64_t backlogDamaged = 0;  // places that hold something else than they should
-  ChannelState state;                // what the messages still in the log have said
+  std::uint64_t backlogBegin = 0;           // oldest message that was still there
+  std::uint64_t backlogDamaged = 0;         // places that hold something else than they should
+  ChannelState state;                       // what the messages still in the log have said
+  Losses losses{Losses::Earlier::kCounts};  // by the same messages, and what receivers have counted all the time
   std::vector<ReceiverView> receivers;
   std::vector<AppView> apps;
   Process deviceSide;  // who spoke last as the device side; pid 0 where nobody has
@@ -78,6 +80,9 @@ struct Snapshot {
   std::size_t faults() const;
   std::vector<const Segment*> segments() const;  // in the order of kSegments
 };
+
+// Whether the process of this place has ended: `process` is what has its number now.
+bool isGone(const Receiver& listed, const Process& process);
 
 // The nine objects: segments, their locks, log.
 std::vector<std::string> objectNames();

@@ -210,6 +210,23 @@ Fields mappingFields(const MappingProcess& mapping) {
   return fields;
 }
 
+Fields lossesFields(const Snapshot& snapshot) {
+  List apps;
+  for (const auto& [app, counts] : snapshot.losses.byApp) {
+    Fields fields = {{"app", app}};
+    addAll(fields, lossFields(counts));
+    apps.push_back(fields);
+  }
+  List receivers;
+  for (const auto& [pid, counts] : snapshot.losses.byReceiver) {
+    receivers.push_back(
+        {{"pid", pid}, {"overwritten", number(counts.overwritten)}, {"notifications", number(counts.notifications)}});
+  }
+  Fields fields = lossFields(snapshot.losses.total());
+  addAll(fields, {{"setBacks", number(snapshot.losses.setBacks)}, {"apps", apps}, {"receivers", receivers}});
+  return fields;
+}
+
 template <class Range, class Make>
 List listOf(const Range& range, const Make& make) {
   List list;
@@ -256,6 +273,13 @@ Fields objectFields(const ObjectFacts& object) {
   return fields;
 }
 
+Fields lossFields(const LossCounts& counts) {
+  return {{"overwritten", number(counts.overwritten)},
+          {"skipped", number(counts.skipped)},
+          {"notifications", number(counts.notifications)},
+          {"withoutResult", number(counts.withoutResult)}};
+}
+
 Fields statusFields(const Snapshot& snapshot) {
   return {{"time", snapshot.wallTime},
           {"monotonicTime", number(snapshot.monotonicTime)},
@@ -274,6 +298,7 @@ Fields statusFields(const Snapshot& snapshot) {
           {"state", channelFields(snapshot)},
           {"table", tableFields(snapshot)},
           {"rings", listOf(snapshot.rings, [&](const Ring& ring) { return ringFields(ring, snapshot.state); })},
+          {"losses", lossesFields(snapshot)},
           {"receivers", listOf(snapshot.receivers, &receiverFields)},
           {"processes", listOf(snapshot.mappings.processes, &mappingFields)},
           {"unseenProcesses", snapshot.mappings.unseen}};

@@ -11,5 +11,6 @@ text::Fields statusFields(const Snapshot& snapshot);
 // Parts, for whoever shows more or less.
 text::Fields processFields(const Process& process, bool isGone);
 text::Fields objectFields(const ObjectFacts& object);
+text::Fields lossFields(const LossCounts& counts);
 
 }  // namespace inspect

@@ -83,6 +83,7 @@ class Writer {
       writeApps();
       writeRings();
       writeReceivers();
+      writeLosses();
       writeProcesses();
     }
     writeFindings();
@@ -251,6 +252,25 @@ class Writer {
     const std::size_t listed = receiver.identifiers.size();
     return all +
            (receiver.identifierCount > listed ? " and " + number(receiver.identifierCount - listed) + " more" : "");
+  }
+
+  // Nothing where nothing was lost.
+  void writeLosses() {
+    Columns columns({{"app"},
+                     {"overwritten", Align::kRight},
+                     {"skipped", Align::kRight},
+                     {"notifications", Align::kRight},
+                     {"without result", Align::kRight}});
+    for (const auto& [app, counts] : snapshot_.losses.byApp) {
+      const bool isListed = app != 0 && app <= snapshot_.apps.size();
+      const std::string name = isListed ? " " + nameText(snapshot_.apps[app - 1].entry.appName) : "";
+      columns.add({app == 0 ? "not known" : number(app) + name, number(counts.overwritten), number(counts.skipped),
+                   number(counts.notifications), number(counts.withoutResult)});
+    }
+    if (!columns.isEmpty()) {
+      title("Losses", "at least so many");
+      all_ += columns.text("  ");
+    }
   }
 
   void writeProcesses() {
