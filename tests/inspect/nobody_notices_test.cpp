@@ -199,7 +199,9 @@ TEST_P(NobodyNotices, whose_objects_are_neither_mapped_nor_opened_for_writing) {
   expectNothingLost(ask(app, "end"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Commands, NobodyNotices, testing::Values(OnlookerKind{"monitor", {"monitor"}}),
+INSTANTIATE_TEST_SUITE_P(Commands, NobodyNotices,
+                         testing::Values(OnlookerKind{"monitor", {"monitor"}},
+                                         OnlookerKind{"record", {"record", "FILE"}}),
                          [](const auto& parameter) { return parameter.param.name; });
 
 }  // namespace

@@ -65,7 +65,7 @@ TEST_P(PagesOfSubcommand, has_a_version) {
 
 TEST_P(PagesOfSubcommand, refuses_an_unknown_option_and_proposes_the_nearest) {
   const std::map<std::string, std::string> files = {
-      {"scenario", " x.scn"}, {"completion", " bash"}, {"why", " launch"}};
+      {"scenario", " x.scn"}, {"record", " x.rec"}, {"replay", " x.rec"}, {"completion", " bash"}, {"why", " launch"}};
   const auto found = files.find(GetParam());
   const std::string file = found == files.end() ? "" : found->second;
   const Ran ran = shell(LINKAPP_TOOL " " + GetParam() + file + " --hepl 2>&1");
@@ -94,8 +94,8 @@ TEST_P(PagesOfSubcommand, is_in_help_and_overview) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, PagesOfSubcommand,
-                         testing::Values("phone", "app", "scenario", "status", "monitor", "doctor", "why", "bundle",
-                                         "reset", "demo", "man", "completion"),
+                         testing::Values("phone", "app", "scenario", "status", "monitor", "doctor", "why", "record",
+                                         "replay", "bundle", "reset", "demo", "man", "completion"),
                          [](const auto& parameter) { return parameter.param; });
 
 TEST_F(Pages, of_phone_and_app_have_every_command_and_every_event) {

@@ -14,6 +14,8 @@
 #include "monitor/monitor.h"
 #include "phone/options.h"
 #include "phone/phone.h"
+#include "record/record.h"
+#include "record/replay.h"
 #include "reset/reset.h"
 #include "scenario/run.h"
 #include "why/why.h"
@@ -37,6 +39,8 @@ constexpr Subcommand kSubcommands[] = {
     {&monitor::manual, &monitor::run},
     {&doctor::manual, &doctor::run},
     {&why::manual, &why::run},
+    {&record::manual, &record::run},
+    {&record::replayManual, &record::runReplay},
     {&bundle::manual, &bundle::run},
     {&reset::manual, &reset::run},
     {&demo::manual, &demo::run},

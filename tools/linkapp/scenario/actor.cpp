@@ -17,7 +17,11 @@ std::string textField(const nlohmann::json& object, const char* name) {
 
 }  // namespace
 
-void Actor::begin() {
+void Actor::begin(const std::string& log) {
+  log_.close();
+  if (!log.empty()) {
+    log_.open(log, std::ios::app);
+  }
   player_.reset();
   told_.clear();
   taken_ = 0;
@@ -27,6 +31,9 @@ void Actor::begin() {
 }
 
 void Actor::onLine(const std::string& line) {
+  if (log_.is_open()) {
+    log_ << line << '\n' << std::flush;
+  }
   if (!line_.kind->speaksJson) {
     note({"line", text::toJson({{"text", line}})});
     return;

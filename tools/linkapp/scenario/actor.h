@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <deque>
+#include <fstream>
 #include <memory>
 #include <optional>
 #include <string>
@@ -29,8 +30,8 @@ class Actor final : public Player::Listener {
   Player& player() { return *player_; }
   Player* playerOrNull() { return player_.get(); }
 
-  // Forgets the run before.
-  void begin();
+  // Forgets the run before. What it tells from now on is added to the file `log`, where that is no empty text.
+  void begin(const std::string& log);
   void take(std::unique_ptr<Player> player) { player_ = std::move(player); }
 
   // The next event behind the last that was taken; none where none has come yet.
@@ -66,6 +67,7 @@ class Actor final : public Player::Listener {
   void note(Told told);
 
   const ProcessLine& line_;
+  std::ofstream log_;
   std::deque<Told> told_;
   std::size_t taken_ = 0;  // of `told_`
   std::deque<std::string> replies_;

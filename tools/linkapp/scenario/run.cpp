@@ -34,6 +34,7 @@ struct Options {
   bool isCheck = false;
   bool isShared = false;
   unsigned int slowness = 1;
+  std::string logs;
 };
 
 bool takeDefinitions(const std::vector<std::string>& definitions, Options& options, int& code) {
@@ -57,6 +58,7 @@ void addOptions(CLI::App& cli, Options& options, std::vector<std::string>& defin
   cli.add_option("--slowness", options.slowness, "factor for all deadlines, for slow machines")
       ->type_name("FACTOR")
       ->check(cli::range(1, 1000));
+  cli.add_option("--logs", options.logs, "a folder for what each process tells, as NAME.jsonl")->type_name("FOLDER");
   cli.add_option("-D,--define", definitions, "what ${NAME} stands for in the file")
       ->type_name("NAME=VALUE")
       ->allow_extra_args(false);
@@ -118,6 +120,7 @@ int runScenario(const Scenario& scenario, const Options& options) {
   RunOptions runOptions;
   runOptions.isReverse = options.isReverse;
   runOptions.slowness = options.slowness;
+  runOptions.logs = options.logs;
   std::string failure;
   {
     Runner runner(loop, signals, scenario, runOptions, report);

@@ -125,7 +125,7 @@ bool Runner::start(Actor& actor) {
   if (actor.isRunning()) {
     return fail(actor.line().name + " runs already");
   }
-  actor.begin();
+  actor.begin(options_.logs.empty() ? "" : options_.logs + "/" + actor.line().name + ".jsonl");
   try {
     actor.take(startChild(loop_, signals_, argumentsOf(actor.line()), actor));
   } catch (const std::exception& error) {

@@ -19,6 +19,7 @@ struct RunOptions {
   bool isReverse = false;     // each `start` starts its processes from the last to the first
   unsigned int slowness = 1;  // factor for all deadlines
   std::string tool = "/proc/self/exe";
+  std::string logs = {};  // a folder for what each process tells, as NAME.jsonl; empty: none
 };
 
 // What happens meanwhile, for whoever shows it.
