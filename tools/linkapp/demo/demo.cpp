@@ -9,6 +9,7 @@
 #include "demo/private_settings.h"
 #include "demo/private_shm.h"
 #include "demo/report.h"
+#include "demo/simulation.h"
 
 namespace demo {
 namespace {
@@ -45,10 +46,10 @@ class ShmPlace {
   bool isTaken_ = false;
 };
 
-int runIn(const Options& options, const Timeline& timeline) {
+int runIn(const Options& options, const Simulation& simulation, const Timeline& timeline) {
   try {
     const PrivateSettings settings;
-    const Summary summary = Director(options.messages, timeline).run();
+    const Summary summary = Director(options.messages, simulation, timeline).run();
     if (options.isJson) {
       printJson(summary);
     } else {
@@ -73,12 +74,13 @@ int run(const std::vector<std::string>& arguments) {
     return code;
   }
   const Timeline timeline(options.isJson ? stderr : stdout);
+  const Simulation simulation = findSimulation();
   const ShmPlace place(timeline);
   if (!place.isUsable()) {
     return 1;
   }
   watchForInterrupts();
-  return runIn(options, timeline);
+  return runIn(options, simulation, timeline);
 }
 
 }  // namespace demo

@@ -10,7 +10,6 @@
 
 #include "demo/demo.h"
 #include "demo/interrupt.h"
-#include "demo/simulation.h"
 
 namespace demo {
 namespace {
@@ -49,7 +48,8 @@ bool isForPeople(const Report& report) {
 
 }  // namespace
 
-Director::Director(unsigned int messages, const Timeline& timeline) : timeline_(timeline) {
+Director::Director(unsigned int messages, Simulation simulation, const Timeline& timeline)
+    : simulation_(std::move(simulation)), timeline_(timeline) {
   summary_.wanted = messages;
 }
 
@@ -89,10 +89,9 @@ void Director::startEverybody() {
 
 void Director::startSppPhone() {
   setenv(kBusVariable, kNoBus, 1);
-  std::string reason;
-  const std::string program = findSimulation(reason);
+  const std::string& program = simulation_.program;
   if (program.empty()) {
-    timeline_.say("demo", "no phone with Bluetooth SPP today: " + reason);
+    timeline_.say("demo", "no phone with Bluetooth SPP today: " + simulation_.whyNot);
     return;
   }
   timeline_.say("demo", "starting a private D-Bus and simulated Bluetooth on it, with a phone out of range");

@@ -10,13 +10,14 @@
 #include "demo/child.h"
 #include "demo/line_channel.h"
 #include "demo/report.h"
+#include "demo/simulation.h"
 
 namespace demo {
 
 class Director {
  public:
   // `messages`: how many each application sends.
-  Director(unsigned int messages, const Timeline& timeline);
+  Director(unsigned int messages, Simulation simulation, const Timeline& timeline);
 
   // A step that fails ends the story; the summary names it. Throws Interrupted after SIGINT and SIGTERM. All processes
   // have ended when the director is destroyed.
@@ -58,6 +59,7 @@ class Director {
   void hear(const std::vector<Process*>& speakers, std::vector<std::vector<std::string>>& lines);
   void problem(const std::string& text);
 
+  const Simulation simulation_;
   const Timeline& timeline_;
   std::optional<Process> sppPhone_;  // none where Bluetooth cannot be simulated
   std::vector<Process> processes_;   // behind the phone, since it is to outlive them

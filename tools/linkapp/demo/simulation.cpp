@@ -26,20 +26,18 @@ bool isInPath(const std::string& program) {
 }  // namespace
 
 // Beside this program, or where the build leaves it.
-std::string findSimulation(std::string& reason) {
+Simulation findSimulation() {
   std::error_code error;
   const std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
   for (const auto& candidate : {folder / kSimulation, folder.parent_path() / "bluez_sim" / kSimulation}) {
     if (access(candidate.c_str(), X_OK) == 0) {
       if (isInPath("dbus-daemon")) {
-        return candidate;
+        return {candidate, ""};
       }
-      reason = "dbus-daemon is not installed";
-      return "";
+      return {"", "dbus-daemon is not installed"};
     }
   }
-  reason = std::string(kSimulation) + " was not built";
-  return "";
+  return {"", std::string(kSimulation) + " is not there"};
 }
 
 }  // namespace demo
