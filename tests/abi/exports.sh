@@ -3,7 +3,13 @@
 # Usage: exports.sh LIBRARY [LIST]
 set -euo pipefail
 
-exports=$(nm -D --defined-only "$1" | sed -E 's/^[0-9a-f]+ [A-Za-z] //' | c++filt | LC_ALL=C sort -u)
+symbols=$(nm -D --defined-only "$1" | sed -E 's/^[0-9a-f]+ //')
+# "A" is the version node itself. Every other symbol belongs to one.
+if unversioned=$(grep -vE '^A |@@' <<<"$symbols"); then
+  printf '%s\n' "$1: symbols without a version:" "$unversioned" >&2
+  exit 1
+fi
+exports=$(sed -nE 's/^[B-Zb-z] (.*)@@.*/\1/p' <<<"$symbols" | c++filt | LC_ALL=C sort -u)
 if (($# < 2)); then
   printf '%s\n' "$exports"
 elif ! difference=$(diff --label "$2" --label "$1" -U 0 "$2" - <<<"$exports"); then

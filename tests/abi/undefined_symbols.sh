@@ -20,7 +20,7 @@ while read -r kind symbol; do
     # Hooks of the tool chain, null where nobody fills them.
     w:_ITM_deregisterTMCloneTable | w:_ITM_registerTMCloneTable | w:__gmon_start__ | w:__cxa_finalize) continue ;;
   esac
-  name=$(c++filt -- "$symbol" | sed -E "s/\[abi:cxx11\]//; s/$string/std::string/g")
+  name=$(c++filt -- "${symbol%@VQ*_0}" | sed -E "s/\[abi:cxx11\]//; s/$string/std::string/g")
   grep -qxF -e "$name" <<<"$contract" || { echo "$library needs '$name' ($kind)" >&2; failed=1; }
 done <<<"$symbols"
 exit "$failed"

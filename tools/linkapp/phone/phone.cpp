@@ -12,6 +12,7 @@
 #include "phone/commands.h"
 #include "phone/options.h"
 #include "phone/phone_process.h"
+#include "phone/readiness.h"
 #include "scenario/bluetooth.h"
 #include "scenario/report.h"
 #include "scenario/runner.h"
@@ -52,6 +53,7 @@ class Runner {
     if (!options_.scenario.empty()) {
       return runScenario();
     }
+    tellReadiness();
     hub_.tell({"ready", {{"pid", getpid()}, {"control", options_.control}}});
     console_.listen(STDIN_FILENO, [this] {
       if (options_.control.empty()) {
