@@ -26,3 +26,16 @@ breach LinkAppCommon/private/a.cpp 'int line = __LINE__;'
 breach VQFramework/Sync/a.h '#include "LinkAppCommon/a.h"'
 breach VQFramework/Sync/a.h 'const char* file = __FILE__;'
 breach platform/reference/a.cpp "$(yes '//' | head -n 601)"
+breach tests/a.cpp "$(echo 'void f() {'; yes '  g();' | head -n 79; echo '}')"
+breach tools/a.cpp "$(echo 'struct A {'; echo '  void f(int a,'; echo '         int b) {'; yes '    g();' | head -n 79; echo '  }'; echo '};')"
+
+# pass FILE TEXT: a tree that holds this file alone is fine.
+pass() {
+  rm -rf "$work/tree"
+  mkdir -p "$work/tree/$(dirname "$1")"
+  printf '%s\n' "$2" >"$work/tree/$1"
+  "$check" "$work/tree" || { echo "check-layout does not let this pass in $1: ${2:0:80}" >&2; exit 1; }
+}
+pass tests/a.cpp "$(echo 'void f() {'; yes '  g();' | head -n 78; echo '}')"
+pass tests/a.cpp "$(echo 'void f() {  // long: one table'; yes '  g();' | head -n 90; echo '}')"
+pass tests/a.cpp "$(echo 'namespace {'; yes 'void g();' | head -n 90; echo '}  // namespace')"
