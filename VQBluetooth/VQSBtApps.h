@@ -22,20 +22,24 @@ class VQ_BLUETOOTH_API VQSBtApps : public VQSubject {
   VQSBtApps();
   ~VQSBtApps() override;
 
-  // Offers the service `uuid` to remote devices, and takes it back. Links that are up stay up.
+  // Whether the service `uuid` is offered now.
   bool isRegisteredUuid(const std::string& uuid);
+  // Offers the service to remote devices.
   bool registerUuid(const std::string& uuid);
+  // Takes it back. Links that are up stay up, and can still be closed.
   bool unregisterUuid(const std::string& uuid);
 
   // Offers all of them and waits for devices to connect. True when all were accepted.
   bool registerWaitUuid(const std::vector<std::string>& uuids);
 
-  // Opens and closes the link to a device's service. Outcome: notice 3.
+  // Opens the link to a device's service. Outcome: notice 3.
   bool connectSpp(unsigned char deviceId, const std::string& uuid);
+  // Closes it. Outcome: notice 3.
   bool disconnectSpp(unsigned char deviceId, std::string uuid);
 
-  // Opens the link whenever the device is there, until it is stopped, which also closes the link.
+  // From now on opens the link whenever the device is there.
   bool startAutoConnectSpp(unsigned char deviceId, const std::string& uuid);
+  // Ends that, and closes the link.
   bool stopAutoConnectSpp(unsigned char deviceId, std::string uuid);
 
   // Queues a copy of the bytes for an open link. Outcome: notice 5, one per accepted call.

@@ -11,6 +11,7 @@
 
 class VQ_BLUETOOTH_API VQSBtManager : public VQSubject {
  public:
+  // The one manager of this process, never null; also where there is no Bluetooth.
   static VQSBtManager* getInstance();
 
   // As VQSubject's. Besides, the present state is told: notice 24 with 0, then 12, then one 15 per device that has a

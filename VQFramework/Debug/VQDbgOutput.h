@@ -17,6 +17,8 @@ struct VQDbgRecord {
   const char* text;      // the formatted text, line breaks included
 };
 
+// Takes the log's lines: one at a time, on the thread that logs, under the log's own lock. It must not log, and should
+// be quick: whoever logs waits for it. `context` is what SetSink was given.
 using VQDbgSink = void (*)(const VQDbgRecord& record, void* context);
 
 class VQ_FRAMEWORK_API VQDbgOutput {

@@ -22,5 +22,5 @@ class VQ_FRAMEWORK_API SaveFileAccessBase {
  protected:
   struct State;
   explicit SaveFileAccessBase(State* state);  // takes it over
-  State* const state_;
+  State* const state_;                        // the file as it was read and what was set; known to the framework only
 };

@@ -6,7 +6,8 @@
 //
 // Construction never fails outright: an object whose `mapping` is MAP_FAILED is alive, but its record must not be
 // touched. There is no second try for it.
-// Threads: take the lock (VQSyncGuard) around every read and write of the record.
+// Threads: take the lock (VQSyncGuard) around every read and write of the record. The three members are set by the
+// constructor and read without it.
 // N other than 1 is not supported.
 #pragma once
 
@@ -33,6 +34,8 @@ class VQSharedMemory : public VQSharedSyncObject {
   static_assert(alignof(T) <= 4, "the record starts at byte 4 of a page");
 
  public:
+  // Opens or creates segment "/" + `name`, up to kMaxNameLength characters, under the lock. Where that fails, one log
+  // line tells.
   explicit VQSharedMemory(const char* name) VQ_NO_THREAD_SAFETY_ANALYSIS : VQSharedSyncObject(name),
                                                                            fd(-1),
                                                                            mapping(MAP_FAILED),

@@ -25,12 +25,15 @@ class VQ_FRAMEWORK_API VQ_CAPABILITY("named lock") VQSharedSyncObject {
   // Segment names may have this many characters at most.
   static constexpr unsigned int kMaxNameLength = 248;
 
-  // `name` is the segment's name without a leading slash. Never fails outright, see above.
+  // `name` is the segment's name without a leading slash. Never fails outright, but the lock may then work inside this
+  // process only.
   explicit VQSharedSyncObject(const char* name);
 
-  // The order of these three is part of the interface: classes that derive from this one share its table.
+  // The order of the virtual operations is part of the interface: classes that derive from this one share its table.
   virtual ~VQSharedSyncObject();
+  // Waits as long as it takes. The table tells the cases.
   virtual void lock() const VQ_ACQUIRE();
+  // On the thread that locked. The table tells the cases.
   virtual void unlock() const VQ_RELEASE();
 
   VQSharedSyncObject(const VQSharedSyncObject&) = delete;

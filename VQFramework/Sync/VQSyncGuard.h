@@ -10,9 +10,10 @@
 
 class VQ_SCOPED_CAPABILITY VQSyncGuard {
  public:
-  // Waits as long as it takes. A VQSync that this thread holds already is left to its first holder.
+  // Takes the lock, however long it takes. A VQSync that this thread holds already is left to its first holder.
   explicit VQSyncGuard(VQSync& lock) VQ_ACQUIRE(lock) : sync_(lock.Lock() ? &lock : nullptr), shared_(nullptr) {}
 
+  // Takes the lock, once more where this thread holds it already.
   explicit VQSyncGuard(const VQSharedSyncObject& lock) VQ_ACQUIRE(lock) : sync_(nullptr), shared_(&lock) {
     lock.lock();
   }

@@ -13,7 +13,9 @@ class VQ_FRAMEWORK_API VQString {
   VQString();
   // A null text counts as empty.
   VQString(const char* text, unsigned int codePage);
+  // Copies text and code page.
   VQString(const VQString& other);
+  // Copies text and code page.
   VQString& operator=(const VQString& other);
   ~VQString();
 

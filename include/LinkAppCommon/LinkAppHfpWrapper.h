@@ -1,12 +1,13 @@
-// LinkAppHfpWrapper: which devices have a hands-free link that the head unit should show, with its listener interface.
+// LinkAppHfpWrapper: tells which devices have a hands-free link that the head unit should show. Its listener is a
+// LinkAppHfpWrapperListener.
 //
 // Merges the Bluetooth manager (VQSBtManager: paired devices and hands-free events) and the iOS app channel (its own
 // client that registers no app). What reaches the listener:
 //   a device that is not Apple's     from the Bluetooth manager, by its number there, as long as it is paired
 //   an iPhone without SPP (USB)      from the iOS channel, by its iOS device number
-//   an iPhone linked over SPP        when the Bluetooth device that is saved as "LinkAppDevice" in "BtSetting.ini" has
-//   a
-//                                    hands-free link, by its iOS device number; a value that cannot be read becomes 255
+//   an iPhone linked over SPP        by its iOS device number, when the Bluetooth device that is saved as
+//                                    "LinkAppDevice" in "BtSetting.ini" has a hands-free link
+// A setting that cannot be read is set to 255, which is no device.
 // Creating it under traffic resets the rings' write positions, as every client does: create it at start-up.
 // Threads: operations any. Callbacks run on the Bluetooth manager's thread or on the framework's delivery thread; each
 // of the two is taken to deliver on one thread at a time. Where an iPhone that is linked over SPP is reported, `lock`
@@ -26,22 +27,26 @@
 template <class Listener>
 class LinkAppListenerSlot;
 
+// What an application implements to hear of hands-free links. The body here does nothing. Which thread calls, says
+// LinkAppHfpWrapper.
 class LINKAPP_API LinkAppHfpWrapperListener {
  public:
+  // The hands-free link of one device. The two kinds have numbers of their own: a number alone names no device.
   struct HfpStatus {
     std::uint32_t deviceKind = 0;  // 1 = Apple's, 0 = any other
     std::uint8_t deviceId = 0;     // the Bluetooth manager's number, or the iOS device's
-    bool connected = false;
+    bool connected = false;        // whether the link is up
   };
 
-  // The order of these is part of the interface.
+  // The order of the virtual operations is part of the interface.
   virtual ~LinkAppHfpWrapperListener();
-  // The hands-free link of one device came up or went down.
+  // The hands-free link of one device came up or went down. The record is the listener's own copy.
   virtual void onHfpStatus(HfpStatus status);
 };
 
 class LINKAPP_API LinkAppHfpWrapper {
  public:
+  // Opens the channel; nothing is heard before setListener.
   LinkAppHfpWrapper();
   ~LinkAppHfpWrapper();
   LinkAppHfpWrapper(const LinkAppHfpWrapper&) = delete;
@@ -55,9 +60,11 @@ class LINKAPP_API LinkAppHfpWrapper {
   // false in every case. When it returns, no call of the listener is running.
   bool removeListener(LinkAppHfpWrapperListener* listener);
 
-  // Handlers of the client's notification 0 and of the Bluetooth manager's notices 12, 15 and 24. They return 0 in
-  // every case and ignore foreign identifiers, null data and a size of 0.
+  // Handler of the client's notification 0, on the delivery thread. Returns 0 in every case and ignores foreign
+  // identifiers, null data and a size of 0.
   unsigned int oniOSClientUpdate(unsigned int id, void* data, unsigned int size);
+
+  // Handler of the Bluetooth manager's notices 12, 15 and 24, on the manager's thread. Returns and ignores the same.
   unsigned int onBtMgrUpdate(unsigned int id, void* data, unsigned int size);
 
   // Goes through the paired devices and reports what changed for those that are not Apple's. On the Bluetooth manager's

@@ -1,4 +1,5 @@
-// LinkAppiOSPlaybackInfo: which app plays media on the iOS device, with its listener interface.
+// LinkAppiOSPlaybackInfo: tells which app plays media on the iOS device. Its listener is a
+// LinkAppiOSPlaybackInfoListener.
 //
 // It owns a client of the iOS app channel that registers no app. Creating it under traffic resets the rings' write
 // positions, as every client does: create it at start-up.
@@ -15,9 +16,10 @@
 template <class Listener>
 class LinkAppListenerSlot;
 
+// What an application implements to hear which app plays. The body here does nothing.
 class LINKAPP_API LinkAppiOSPlaybackInfoListener {
  public:
-  // The order of these is part of the interface.
+  // The order of the virtual operations is part of the interface.
   virtual ~LinkAppiOSPlaybackInfoListener();
   // Another app plays now. The record is the listener's own copy.
   virtual void onPlaybackAppInfo(iosapp_def_::PlaybackAppInfo info);
@@ -25,6 +27,7 @@ class LINKAPP_API LinkAppiOSPlaybackInfoListener {
 
 class LINKAPP_API LinkAppiOSPlaybackInfo {
  public:
+  // Opens the channel; nothing is heard before setListener.
   LinkAppiOSPlaybackInfo();
   ~LinkAppiOSPlaybackInfo();
   LinkAppiOSPlaybackInfo(const LinkAppiOSPlaybackInfo&) = delete;

@@ -1,4 +1,5 @@
-// LinkAppiOSWrapper: a head-unit application's entry to the iOS app channel, with its listener interface.
+// LinkAppiOSWrapper: a head-unit application's entry to the iOS app channel. Its listeners are
+// LinkAppiOSWrapperListeners.
 //
 // It owns one iOSAppCommonClient, turns the client's notifications into records of its own and hands them to any number
 // of listeners. It listens to the client exactly while it has a listener.
@@ -23,40 +24,44 @@ class LinkAppAttachment;
 // The bodies here do nothing, so implement what you need.
 class LINKAPP_API LinkAppiOSWrapperListener {
  public:
+  // How a device is linked, as seen by the wrapper's app. One of the two status and name pairs is filled, by the link
+  // that the device came over; the other is 0 and empty.
   struct DeviceInfo {
-    std::uint8_t deviceId = 0;
-    std::string btAddress;          // "aa:bb:cc:dd:ee:ff"
+    std::uint8_t deviceId = 0;      // the device side's number; requestLaunch takes 1 only
+    std::string btAddress;          // "aa:bb:cc:dd:ee:ff"; zeros where unknown (iOSAppCommonClient::DeviceInfo)
     std::uint32_t btSppStatus = 0;  // over Bluetooth: 0 = not connected, 1 = connected, 2 = app session open
     std::string btSppName;          // this app's name where the device is connected over Bluetooth, else empty
     std::uint32_t usbStatus = 0;    // over USB, the same scale
-    std::string usbName;
-    std::uint32_t iapVersion = 0;  // 1 or 2; 0 for anything else
+    std::string usbName;            // this app's name where the device is connected over USB, else empty
+    std::uint32_t iapVersion = 0;   // 1 or 2; 0 for anything else
   };
 
+  // How a message that this app sent ended on its way to the device.
   struct SendResult {
     std::string uuid;          // name of the app that sent
     std::uint32_t result = 0;  // 0 = sent, 1 = not
   };
 
+  // One message of the phone app, as the device side put it into the channel.
   struct ReceivedMsg {
     std::string uuid;                    // name of the app that the data is for
     const std::uint8_t* data = nullptr;  // valid during the call only
-    std::uint32_t size = 0;              // bytes
+    std::uint32_t size = 0;              // bytes, 1 to 4096
   };
 
-  // The order of these is part of the interface.
+  // The order of the virtual operations is part of the interface.
   virtual ~LinkAppiOSWrapperListener();
-  virtual void oniOSClientDeviceInfo(void* info);    // a DeviceInfo
-  virtual void oniOSClientSendResult(void* result);  // a SendResult
-  virtual void oniOSClientReceivedMsg(void* msg);    // a ReceivedMsg
+  virtual void oniOSClientDeviceInfo(void* info);    // a link changed; `info` is a DeviceInfo
+  virtual void oniOSClientSendResult(void* result);  // a send ended; `result` is a SendResult
+  virtual void oniOSClientReceivedMsg(void* msg);    // data came; `msg` is a ReceivedMsg
 };
 
 class LINKAPP_API LinkAppiOSWrapper {
  public:
   // How an app is to be launched. Every value but WITHOUT_ALERT counts as WITH_USER_ALERT.
   enum AppLaunchMethod : unsigned int {
-    APPLAUNCHMETHOD_WITH_USER_ALERT = 0,
-    APPLAUNCHMETHOD_WITHOUT_ALERT = 1,
+    APPLAUNCHMETHOD_WITH_USER_ALERT = 0,  // the device asks its user first
+    APPLAUNCHMETHOD_WITHOUT_ALERT = 1,    // the app opens at once
   };
 
   // Registers the app (see iOSAppCommonClient): its name, its iAP1 name (may be empty) and the string by which the

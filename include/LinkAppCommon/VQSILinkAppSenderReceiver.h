@@ -1,4 +1,5 @@
-// VQSILinkAppSenderReceiver: sends messages to the phone app and hands on what comes back, with its listener interface.
+// VQSILinkAppSenderReceiver: sends messages to the phone app and hands on what comes back. Its listeners are
+// VQSILinkAppSenderReceiverListeners. VQSLinkAppOperator implements it.
 #pragma once
 
 #include "LinkAppCommon/LinkAppExport.h"
@@ -6,7 +7,7 @@
 // What an application implements to hear from its phone app. Which thread calls, says the class that calls.
 class LINKAPP_API VQSILinkAppSenderReceiverListener {
  public:
-  // The order of these is part of the interface.
+  // The order of the virtual operations is part of the interface.
   virtual ~VQSILinkAppSenderReceiverListener();
   // How a message that was sent ended: 0 = delivered, 1 = not.
   virtual void onSendResult(unsigned int failed);
@@ -16,9 +17,12 @@ class LINKAPP_API VQSILinkAppSenderReceiverListener {
 
 class LINKAPP_API VQSILinkAppSenderReceiver {
  public:
-  // The order of these is part of the interface.
+  // The order of the virtual operations is part of the interface.
   virtual ~VQSILinkAppSenderReceiver();
+  // Adds a listener, which is not taken over. False = refused, and nothing changes.
   virtual bool setListener(VQSILinkAppSenderReceiverListener* listener) = 0;
+  // Removes it, so that it may be destroyed. False = it was not there.
   virtual bool removeListener(VQSILinkAppSenderReceiverListener* listener) = 0;
+  // Sends a copy of the bytes. False = refused, and no result follows; else the outcome comes as onSendResult.
   virtual bool requestMsgSend(const unsigned char* data, unsigned int size) = 0;
 };

@@ -1,12 +1,14 @@
-// VQSLinkAppDeviceStatus: which phones are there and how each is linked, with its listener interface.
+// VQSLinkAppDeviceStatus: tells which phones are there and how each is linked. Its listener is a
+// VQSLinkAppDeviceStatusListener.
 //
 // Merges two sources into one stream of LinkAppCommon::ConnectionInfo::DeviceInfo records for one listener: the SPP
 // service (VQSBtApps) and, where it has a wrapper, the iOS app channel. Apple devices that the SPP service lists are
-// left out: they come over the iOS side. Threads: operations any. Callbacks run on the thread of their source, the SPP
-// service's or the framework's delivery thread, with no lock held; the two may call the listener at the same time. Each
-// source is taken to deliver on one thread at a time. Lifetime: a callback may destroy other objects, never the one
-// that is calling it. The destructor leaves the SPP service, but does not call the wrapper: call removeListener first,
-// or destroy the wrapper first.
+// left out: they come over the iOS side.
+// Threads: operations any. Callbacks run on the thread of their source, the SPP service's or the framework's delivery
+// thread, with no lock held; the two may call the listener at the same time. Each source is taken to deliver on one
+// thread at a time.
+// Lifetime: a callback may destroy other objects, never the one that is calling it. The destructor leaves the SPP
+// service, but does not call the wrapper: call removeListener first, or destroy the wrapper first.
 #pragma once
 
 #include <atomic>
@@ -25,9 +27,11 @@
 template <class Listener>
 class LinkAppListenerSlot;
 
+// What an application implements to hear which phones are there. The body here does nothing. Which thread calls, says
+// VQSLinkAppDeviceStatus.
 class LINKAPP_API VQSLinkAppDeviceStatusListener {
  public:
-  // The order of these is part of the interface.
+  // The order of the virtual operations is part of the interface.
   virtual ~VQSLinkAppDeviceStatusListener();
   // The state of one device changed. The record is the listener's own copy.
   virtual void onDeviceStatus(LinkAppCommon::ConnectionInfo::DeviceInfo info);
@@ -35,12 +39,14 @@ class LINKAPP_API VQSLinkAppDeviceStatusListener {
 
 class LINKAPP_API VQSLinkAppDeviceStatus : public LinkAppiOSWrapperListener {
  public:
+  // What the listener gets.
   using DeviceInfo = LinkAppCommon::ConnectionInfo::DeviceInfo;
 
-  // `name` is the owning application's, for diagnostics. `wrapper` is not taken over and may be null: then there is no
-  // iOS side. `uuid` is the application's SPP service; nothing depends on it.
+  // SPP only. `name` is the owning application's, for diagnostics.
   explicit VQSLinkAppDeviceStatus(std::string name);
+  // `wrapper` is the iOS side. It is not taken over and may be null: then there is none.
   VQSLinkAppDeviceStatus(LinkAppiOSWrapper* wrapper, std::string name);
+  // The same. `uuid` is the application's SPP service; nothing depends on it.
   VQSLinkAppDeviceStatus(LinkAppiOSWrapper* wrapper, std::string uuid, std::string name);
   ~VQSLinkAppDeviceStatus() override;
   VQSLinkAppDeviceStatus(const VQSLinkAppDeviceStatus&) = delete;
@@ -63,17 +69,20 @@ class LINKAPP_API VQSLinkAppDeviceStatus : public LinkAppiOSWrapperListener {
   // record and a size of 0.
   bool onBtAppsUpdate(unsigned int id, void* record, unsigned int size);
 
-  // The two notices one by one: a VQSBtAppsNtf::SppConnectionState and a VQSBtAppsNtf::SppInformation. Null is ignored,
-  // and a list with an error code. `size` is not used.
+  // Notice 3, a VQSBtAppsNtf::SppConnectionState: reports the device, where the last list has it and its state or UUID
+  // differs from the notice before. Null is ignored.
   void analyzeBtAppsConnectionState(void* record);
+  // Notice 6, a VQSBtAppsNtf::SppInformation: compares it with the list before, place by place, reports what differs
+  // and keeps it. Null is ignored, and a list with an error code. `size` is not used.
   void analyzeBtAppsSppInfo(void* record, unsigned int size);
 
   // What the wrapper calls, with a LinkAppiOSWrapperListener::DeviceInfo. Null is ignored.
   void oniOSClientDeviceInfo(void* record) override;
 
-  // Whether a link of an iOS device is to be reported, going by the kept list. They may change `info`: a jump from 0 to
-  // 2 counts as no change and shows 0, and `appName` is filled in on the step from 1 to 2.
+  // Whether the Bluetooth link of an iOS device is to be reported, going by the kept list. May change `info`: a jump
+  // from 0 to 2 counts as no change and shows 0, and `appName` is filled in on the step from 1 to 2.
   bool analyzeiOSBtSppConnectionInfo(DeviceInfo& info, std::string appName);
+  // The same for its link over USB.
   bool analyzeiOSUsbConnectionInfo(DeviceInfo& info, std::string appName);
 
  private:

@@ -6,8 +6,9 @@
 // Nothing is received before setStatusListener: it is what switches the operator's subscriptions on.
 // Threads: operations any, also from within a callback. SPP callbacks run on the SPP service's thread, iOS callbacks on
 // the framework's delivery thread, with no lock held, in ascending order of the listeners' addresses; both may reach
-// one listener at the same time. Lifetime: a callback may destroy other objects, never the operator that is calling it.
-// The destructor waits for running callbacks.
+// one listener at the same time.
+// Lifetime: a callback may destroy other objects, never the operator that is calling it. The destructor waits for
+// running callbacks.
 #pragma once
 
 #include <atomic>
@@ -26,15 +27,15 @@ class LINKAPP_API VQSLinkAppOperator : public VQSILinkAppSenderReceiver, public 
  public:
   // How an app is to be launched. Every value but WITHOUT_ALERT counts as WITH_USER_ALERT.
   enum IOSAppLaunchMethod : unsigned int {
-    IOSAPPLAUNCHMETHOD_WITH_USER_ALERT = 0,
-    IOSAPPLAUNCHMETHOD_WITHOUT_ALERT = 1,
+    IOSAPPLAUNCHMETHOD_WITH_USER_ALERT = 0,  // the device asks its user first
+    IOSAPPLAUNCHMETHOD_WITHOUT_ALERT = 1,    // the app opens at once
   };
 
   // SPP only. `sppUuid` names the application's SPP service.
   explicit VQSLinkAppOperator(std::string sppUuid);
   // iOS only. For the three strings see LinkAppiOSWrapper; results and messages must carry `appName`.
   VQSLinkAppOperator(std::string appName, std::string iAP1Name, std::string launchString);
-  // Both.
+  // SPP and iOS. The strings are those of the other two.
   VQSLinkAppOperator(std::string sppUuid, std::string appName, std::string iAP1Name, std::string launchString);
   ~VQSLinkAppOperator() override;
   VQSLinkAppOperator(const VQSLinkAppOperator&) = delete;
@@ -52,8 +53,9 @@ class LINKAPP_API VQSLinkAppOperator : public VQSILinkAppSenderReceiver, public 
   // there is no link in use, it has no such side, or the send was refused. The outcome comes as onSendResult.
   bool requestMsgSend(const unsigned char* data, unsigned int size) override;
 
-  // What the wrapper calls, with a SendResult and a ReceivedMsg. Those of another app, and null, are ignored.
+  // What the wrapper calls, with a LinkAppiOSWrapperListener::SendResult. One of another app, and null, is ignored.
   void oniOSClientSendResult(void* result) override;
+  // The same with a LinkAppiOSWrapperListener::ReceivedMsg.
   void oniOSClientReceivedMsg(void* msg) override;
 
   // Subscribes to the SPP service and the iOS channel and hands `listener` to the device status (see
@@ -63,19 +65,21 @@ class LINKAPP_API VQSLinkAppOperator : public VQSILinkAppSenderReceiver, public 
   // Ends the subscriptions, whatever `listener` is; messages and results do not come any more. Returns true.
   bool removeStatusListener(VQSLinkAppDeviceStatusListener* listener);
 
-  // SPP. False, with a log line, where the operator has no SPP side. A failed request changes nothing.
-  // Connect: registers the UUID where it is not, and opens the link. Both are tried, and both must be accepted.
+  // Registers the UUID where it is not, and opens the SPP link, which on success is the one in use. Both are tried, and
+  // both must be accepted. False, with a log line, where the operator has no SPP side; a failed request leaves the link
+  // in use as it is.
   bool requestSppConnect(unsigned char deviceId);
-  // Disconnect: takes the UUID back where it is registered, and closes the link. The operator then has no link in use,
-  // unless that is an iOS device's.
+  // Takes the UUID back where it is registered, and closes the SPP link. The operator then has no link in use, unless
+  // that is an iOS device's. False as above.
   bool requestSppDisconnect(unsigned char deviceId);
-  // The same with links that the SPP service opens by itself whenever the device is there.
+  // As requestSppConnect, with a link that the SPP service opens by itself whenever the device is there.
   bool requestSppAutoConnectStart(unsigned char deviceId);
+  // As requestSppDisconnect, for such a link: it is closed and not opened again.
   bool requestSppAutoConnectStop(unsigned char deviceId);
   // Offers the UUID and waits for devices to connect. False without an SPP side.
   bool registerStandby();
 
-  // iOS. Asks the device to launch the app. False, with a log line, where the operator has no iOS side; else the
+  // Asks the iOS device to launch the app. False, with a log line, where the operator has no iOS side; else the
   // result of LinkAppiOSWrapper::requestLaunch. On true the iOS channel is the link in use; nothing ends that but a
   // successful SPP connection.
   bool requestiOSLaunch(unsigned char deviceId, IOSAppLaunchMethod method);

@@ -33,12 +33,12 @@ class LINKAPP_API iOSAppCommonClient : public VQSubject {
   // State of a device as this client sees it. Exactly one of the two status and name pairs is filled, the other stays
   // 0 and empty. Status: 0 = not connected, 1 = connected, 2 = this client's session is open.
   struct DeviceInfo {
-    std::uint8_t deviceId = 0;      // low byte of the channel's id
-    std::string btAddress;          // "%02x:%02x:%02x:%02x:%02x:%02x"
-    std::uint32_t btSppStatus = 0;  // over Bluetooth (connectType 1)
-    std::string btSppName;
-    std::uint32_t usbStatus = 0;  // over anything else
-    std::string usbName;
+    std::uint8_t deviceId = 0;       // low byte of the channel's id
+    std::string btAddress;           // "aa:bb:cc:dd:ee:ff"; zeros but where a hands-free message is the cause
+    std::uint32_t btSppStatus = 0;   // over Bluetooth (connectType 1)
+    std::string btSppName;           // this client's app name where btSppStatus is the filled one, else empty
+    std::uint32_t usbStatus = 0;     // over anything else
+    std::string usbName;             // this client's app name where usbStatus is the filled one, else empty
     std::uint32_t iapVersion = 0;    // 2 where the device's iapType is non-zero, else 1
     std::uint32_t hfpConnected = 0;  // 1 = hands-free link up
   };
@@ -51,7 +51,9 @@ class LINKAPP_API iOSAppCommonClient : public VQSubject {
   // Selects the device and asks it to launch this client's app. 1 = the session is open, or a launch was requested, or
   // this client has no launch string; 0 = wrong device id (log line), not registered, not connected (log line).
   unsigned int launch(unsigned int deviceId, iosapp_def_::AppLaunchMethod method);
+  // 1 = the device side has announced the connection (connectStatus 1) and not its end.
   unsigned int isDeviceConnected(unsigned int deviceId);
+  // 1 = a session of the app is open. A client keeps sessions of its own app only.
   unsigned int isSessionOpened(unsigned int deviceId, unsigned int appId);
 
   // Sends to the phone app of the selected device. 1 = in the ring and announced. 0 with a log line: no open session,
@@ -60,21 +62,29 @@ class LINKAPP_API iOSAppCommonClient : public VQSubject {
   // result (id 1) to pace.
   unsigned int sendDataFromHU(const unsigned char* data, unsigned int size);
 
-  // The lists: copies, all zero where absent.
+  // A copy of what is known of the device's connection, all zero where that is nothing.
   iosapp_def_::ConnectInfo getConnectInfoToList(unsigned int deviceId);
+  // The same for its hands-free link. iOSAppCommonServer's messages leave nothing here: they do not fill `status`, by
+  // which the client decides between keeping and forgetting.
   iosapp_def_::BtHfInfo getBtHfInfoToList(unsigned int deviceId);
-  // Replace every entry of the same device (and app), then append.
+  // Replaces what is known of the device's connection. Notifies nobody, like all that change a list.
   void addConnectInfoToList(iosapp_def_::ConnectInfo info);
+  // Replaces what is known of the session of this device and app.
   void addSessionInfoToList(iosapp_def_::SessionInfo info);
+  // Replaces what is known of the device's hands-free link.
   void addBtHfInfoToList(iosapp_def_::BtHfInfo info);
+  // Forgets the device's connection, but not its sessions.
   void removeConnectInfoFromList(unsigned int deviceId);
-  // App id 0 removes every session of the device.
+  // Forgets the session of this device and app; with app id 0, every session of the device.
   void removeSessionInfoFromList(unsigned int deviceId, unsigned int appId);
+  // Forgets the device's hands-free link. A disconnect does not.
   void removeBtHfInfoFromList(unsigned int deviceId);
 
-  // Handlers of the endpoints, on the delivery thread. They return 0 in every case and ignore a foreign identifier, a
-  // null payload or a zero size.
+  // Handler of connection-status messages (identifier 4) of the kinds 1 to 5, on the delivery thread. Returns 0 in
+  // every case and ignores a foreign identifier, a null payload or a zero size.
   unsigned int onConnectStatusUpdate(unsigned int id, void* data, unsigned int size);
+  // Handler of announced slots of the ring from the device (identifier 3). Returns and ignores the same, and ignores
+  // data that is not for this client's app on the selected device.
   unsigned int onFromDeviceUpdate(unsigned int id, void* data, unsigned int size);
 
  private:

@@ -26,8 +26,8 @@ class LINKAPP_API iOSAppCommonLocalMem : public VQSharedMemory<iOSAppCommonDataL
   // Relays whatever the notifier delivers, unchanged, to the observers of this endpoint. Returns 0.
   unsigned int update(unsigned int id, void* data, unsigned int size);
 
-  VQSharedMemNotifier notifier;
-  VQObserver<iOSAppCommonLocalMem> observer;
-  std::uint32_t deviceId;  // device that the segment serves
+  VQSharedMemNotifier notifier;               // announces written slots to all processes, this one included
+  VQObserver<iOSAppCommonLocalMem> observer;  // registered with the notifier, calls `update`
+  std::uint32_t deviceId;                     // device that the segment serves
   std::uint32_t notifyId;  // 2 = from the head unit, 3 = from the device, 0 = a device without a segment
 };

@@ -16,6 +16,7 @@
 
 class LINKAPP_API iOSAppCommonLocalMem_AppInfo : public VQSharedMemory<iOSAppInfoList, 1>, public VQSubject {
  public:
+  // Opens segment "iOSAppCommonLocalMem_AppInfo" and registers for identifier 5. Registers no app.
   iOSAppCommonLocalMem_AppInfo();
   ~iOSAppCommonLocalMem_AppInfo() override;
 
@@ -31,6 +32,6 @@ class LINKAPP_API iOSAppCommonLocalMem_AppInfo : public VQSharedMemory<iOSAppInf
   // Relays whatever the notifier delivers, unchanged, to the observers of this endpoint. Returns 0.
   unsigned int update(unsigned int id, void* data, unsigned int size);
 
-  VQSharedMemNotifier notifier;
-  VQObserver<iOSAppCommonLocalMem_AppInfo> observer;
+  VQSharedMemNotifier notifier;                       // announces registered apps to all processes, this one included
+  VQObserver<iOSAppCommonLocalMem_AppInfo> observer;  // registered with the notifier, calls `update`
 };

@@ -16,6 +16,7 @@
 class LINKAPP_API iOSAppCommonLocalMem_ConnectStatus : public VQSharedMemory<iosapp_def_::ConnectStatusNotify, 1>,
                                                        public VQSubject {
  public:
+  // Opens segment "iOSAppCommonLocalMem_ConnectStatus" and registers for identifier 4.
   iOSAppCommonLocalMem_ConnectStatus();
   ~iOSAppCommonLocalMem_ConnectStatus() override;
 
@@ -33,6 +34,6 @@ class LINKAPP_API iOSAppCommonLocalMem_ConnectStatus : public VQSharedMemory<ios
   // Relays whatever the notifier delivers, unchanged, to the observers of this endpoint. Returns 0.
   unsigned int update(unsigned int id, void* data, unsigned int size);
 
-  VQSharedMemNotifier notifier;
-  VQObserver<iOSAppCommonLocalMem_ConnectStatus> observer;
+  VQSharedMemNotifier notifier;                             // carries the messages to all processes, this one included
+  VQObserver<iOSAppCommonLocalMem_ConnectStatus> observer;  // registered with the notifier, calls `update`
 };

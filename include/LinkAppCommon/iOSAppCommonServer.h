@@ -41,6 +41,7 @@ class LINKAPP_API iOSAppCommonServer : public VQSubject {
   // Announces an open session. `id` is the app id where the last announced iapType is exactly 1 (also before the first
   // announcement), otherwise an iAP1 id. An unknown iAP1 id is announced with app id 0.
   void notifySessionOpen(unsigned int id, unsigned short sessionId);
+  // Announces that the session is closed, for the app that getAppIdFromAppList finds; for none, with app id 0.
   void notifySessionClose(unsigned short sessionId);
 
   // Sends a phone app's data to the client whose app has this session. Refused with a log line, and nothing is
@@ -50,18 +51,23 @@ class LINKAPP_API iOSAppCommonServer : public VQSubject {
   // Reports how a transfer to the device ended to the client whose app has this session.
   void notifySendResult(unsigned short sessionId, iosapp_def_::SendResult result);
 
-  // Look-ups in the app table: 0 or empty where nothing matches; the last match wins, for the launch string the first.
+  // The app's open session: 0 where it has none or is not in the table. The last match wins.
   unsigned short getSessionIdFromAppList(unsigned int appId);
+  // The app that has the session, 0 where there is none. The last match wins; session 0 is that of all without one.
   unsigned short getAppIdFromAppList(unsigned short sessionId);
+  // The app with this iAP1 id, 0 where there is none. The last match wins; id 0 is that of all without one.
   unsigned short getAppIdFromiAP1Id(unsigned int iAP1Id);
+  // What the device needs to launch the app, empty where the app is not in the table. The first match wins.
   std::string getLaunchStringFromAppList(unsigned int appId);
   // Sets the session of every entry with this app id.
   void setSessionIdToAppList(unsigned int appId, unsigned short sessionId);
 
-  // Handlers of the endpoints and of the registry, on the delivery thread. They return 0 in every case and ignore a
-  // foreign identifier, a null payload or a zero size.
+  // Handler of announced slots of the ring from the head unit (identifier 2), on the delivery thread. Returns 0 in
+  // every case and ignores a foreign identifier, a null payload or a zero size.
   unsigned int onFromHUUpdate(unsigned int id, void* data, unsigned int size);
+  // Handler of connection-status messages (identifier 4) of kind 0. Returns and ignores the same.
   unsigned int onConnectStatusUpdate(unsigned int id, void* data, unsigned int size);
+  // Handler of the registry's notification 0, which has no payload: appends the new apps to the app table. Returns 0.
   unsigned int onAppUtilUpdate(unsigned int id, void* data, unsigned int size);
 
  private:

@@ -31,8 +31,9 @@ class LINKAPP_API iOSAppCommonUtil : public VQSubject, public VQSingleton<iOSApp
   // Appends a copy. Notifies nobody.
   void pushAppInfo(const iOSLinkAppInfo& info);
 
-  // Whether a registered app's name contains "spotify" or "pandora", byte for byte.
+  // Whether a registered app's name contains "spotify", byte for byte.
   bool isSupportediOSLinkAppSpotify();
+  // The same with "pandora".
   bool isSupportediOSLinkAppPandora();
 
   // Handler of the table's endpoint: notify identifier 5 with the 4-byte index of the new entry. An entry that is

@@ -38,18 +38,21 @@
 
 class iOSAppCommonLocalMem;
 
+// What travels as connection status, and the value records that the observers of one process get.
 namespace iosapp_def_ {
 
-// How an app is to be launched, and how a transfer ended. The channel carries the values unchanged and interprets
-// none; the device side and the head-unit apps agree on them. Foreign values pass.
+// How an app is to be launched. The channel carries the value unchanged and does not interpret it: the device side and
+// the head-unit apps agree on it. Foreign values pass.
 enum AppLaunchMethod : unsigned int {
-  APPLAUNCH_WITH_USER_ALERT = 0,
-  APPLAUNCH_WITHOUT_ALERT = 1,
+  APPLAUNCH_WITH_USER_ALERT = 0,  // the device asks its user first
+  APPLAUNCH_WITHOUT_ALERT = 1,    // the app opens at once
 };
 
+// How a transfer to the device ended. Carried unchanged, foreign values too; LinkAppiOSWrapper counts whatever is not
+// SENDRESULT_SUCCESS as a failure.
 enum SendResult : unsigned int {
-  SENDRESULT_FAILURE = 0,
-  SENDRESULT_SUCCESS = 1,
+  SENDRESULT_FAILURE = 0,  // not delivered
+  SENDRESULT_SUCCESS = 1,  // delivered to the device
 };
 
 // Kind of a connection-status message.
@@ -64,9 +67,9 @@ enum NotifyType : unsigned int {
 
 // One flat record for six kinds of message; NotifyType says which fields each kind fills. The others are sent as zero.
 struct ConnectStatusNotify {
-  std::uint32_t notifyType;
-  std::uint32_t deviceId;
-  std::uint32_t appId;
+  std::uint32_t notifyType;     // NotifyType
+  std::uint32_t deviceId;       // of the device, as its server was given it
+  std::uint32_t appId;          // place in the registration table + 1
   std::uint32_t connectStatus;  // 1 = connected, 0 = disconnected
   std::uint32_t connectType;    // 1 = Bluetooth, any other value = USB
   std::uint32_t iapType;        // 0 = iAP1, else iAP2; exactly 1 = session openings carry app ids
@@ -75,50 +78,54 @@ struct ConnectStatusNotify {
   std::uint32_t btConnected;    // 1 = hands-free link up
   std::uint8_t btAddress[6];    // byte 0 first
   char playbackAppName[256];    // cleared, then copied with a bound of 256
-  std::uint8_t padding[2];
-  std::uint32_t launchMethod;  // AppLaunchMethod
+  std::uint8_t padding[2];      // never read
+  std::uint32_t launchMethod;   // AppLaunchMethod
 };
 
-// In-process value records.
+// A device's connection. The values are those of a ConnectStatusNotify.
 struct ConnectInfo {
-  std::uint32_t deviceId = 0;
-  std::uint32_t connectStatus = 0;
-  std::uint32_t connectType = 0;
-  std::uint32_t iapType = 0;
+  std::uint32_t deviceId = 0;       // the server puts its own here before it sends
+  std::uint32_t connectStatus = 0;  // 1 = connected, 0 = disconnected
+  std::uint32_t connectType = 0;    // 1 = Bluetooth, any other value = USB
+  std::uint32_t iapType = 0;        // 0 = iAP1, else iAP2
 };
 
+// The session between a registered app and its counterpart on a device.
 struct SessionInfo {
-  std::uint32_t deviceId = 0;
-  std::uint32_t appId = 0;
-  std::uint32_t status = 0;
+  std::uint32_t deviceId = 0;  // of the device that the phone app runs on
+  std::uint32_t appId = 0;     // place in the registration table + 1; 0 = unknown app
+  std::uint32_t status = 0;    // 1 = opened, 0 = closed
 };
 
+// A device's hands-free link.
 struct BtHfInfo {
-  std::uint32_t deviceId = 0;
-  std::uint32_t btConnected = 0;
-  std::uint8_t btAddress[6] = {};
+  std::uint32_t deviceId = 0;      // the iOS channel's number, not the Bluetooth library's
+  std::uint32_t btConnected = 0;   // 1 = link up
+  std::uint8_t btAddress[6] = {};  // byte 0 is printed first
 };
 
+// The app that plays media now. Every client hears of every device's.
 struct PlaybackAppInfo {
-  std::uint32_t deviceId = 0;
-  std::string appName;
+  std::uint32_t deviceId = 0;  // of the device that plays
+  std::string appName;         // as the device side named it, at most 255 characters on the way
 };
 
 // Data of one message. From the server (its notification 1) `data` is an array that the observer owns and releases
 // with delete[]; from the client (its notification 2) it belongs to the client and is valid during the call only.
 struct CommData {
-  std::uint32_t deviceId = 0;
-  std::string appName;  // empty from the server, the client's own name from the client
-  std::uint8_t* data = nullptr;
-  std::uint32_t size = 0;
-  std::uint16_t sessionId = 0;  // 0 from the client, and from the server where the app has no open session
+  std::uint32_t deviceId = 0;    // of the ring that the data came through
+  std::string appName;           // empty from the server, the client's own name from the client
+  std::uint8_t* data = nullptr;  // whose it is: see above
+  std::uint32_t size = 0;        // bytes, 1 to 4096
+  std::uint16_t sessionId = 0;   // 0 from the client, and from the server where the app has no open session
 };
 
+// How a transfer of one app's data to the device ended.
 struct SendResultInfo {
-  std::uint32_t deviceId = 0;
-  std::uint32_t appId = 0;  // 0 from the client
-  std::string appName;      // the client's own name from the client
-  SendResult result = SENDRESULT_FAILURE;
+  std::uint32_t deviceId = 0;              // of the device that the data went to
+  std::uint32_t appId = 0;                 // 0 from the client
+  std::string appName;                     // the client's own name from the client
+  SendResult result = SENDRESULT_FAILURE;  // as the device side reported it
 };
 
 static_assert(sizeof(ConnectStatusNotify) == 304, "size on the wire");
@@ -143,44 +150,44 @@ static_assert(std::is_standard_layout<ConnectStatusNotify>::value, "offsets are 
 
 // One message of a data ring.
 struct iOSAppCommonDataSlot {
-  std::uint8_t data[4096];
-  std::uint32_t size;  // 1..4096; 0 = never written; a larger value, which no writer makes, counts as 0
+  std::uint8_t data[4096];  // the message; bytes behind `size` are left from former ones
+  std::uint32_t size;       // 1..4096; 0 = never written; a larger value, which no writer makes, counts as 0
 };
 
 // A ring of 40 messages. There is no read index and no overflow detection: a reader that falls 40 messages behind
 // reads overwritten slots. Flow control is the users' business (send results).
 struct iOSAppCommonDataList {
-  static constexpr std::uint32_t kSlotCount = 40;
-  static constexpr std::uint32_t kSlotBytes = 4096;
+  static constexpr std::uint32_t kSlotCount = 40;    // a reader this far behind reads overwritten slots
+  static constexpr std::uint32_t kSlotBytes = 4096;  // longest message; longer ones are refused, not split
 
-  iOSAppCommonDataSlot slot[kSlotCount];
-  std::uint32_t writeIndex;  // slot of the next write, 0..39; taken modulo 40. Set to 0, without the lock, by
-                             // every process that constructs the endpoint
+  iOSAppCommonDataSlot slot[kSlotCount];  // written one after the other, the last is followed by the first
+  std::uint32_t writeIndex;               // slot of the next write, 0..39; taken modulo 40. Set to 0, without the lock,
+                                          // by every process that constructs the endpoint
 };
 
 // Payload of notify identifiers 2 and 3.
 struct iOSAppCommonDataNotify {
-  std::uint32_t deviceId;  // of the sending endpoint
-  std::uint32_t appId;
+  std::uint32_t deviceId;   // of the sending endpoint
+  std::uint32_t appId;      // the app that sends (identifier 2) or is meant (3)
   std::uint32_t slotIndex;  // slot just written, 0..39
 };
 
 // One registered app. A text that fills its field or is longer runs on into the next one; readers read up to the NUL
 // or the end of the record.
 struct iOSAppInfo {
-  std::uint32_t appId;  // index + 1; 0 = invalid
-  char iAP1Name[11];    // empty where the app has none
-  char appName[128];    // first byte NUL = invalid
-  char launchString[128];
-  std::uint8_t padding[1];
+  std::uint32_t appId;      // index + 1; 0 = invalid
+  char iAP1Name[11];        // empty where the app has none
+  char appName[128];        // first byte NUL = invalid
+  char launchString[128];   // what the device needs to launch the app; empty = it is never launched
+  std::uint8_t padding[1];  // not used
 };
 
 // The registration table. It only grows; entries are never taken back.
 struct iOSAppInfoList {
-  static constexpr std::uint32_t kEntryCount = 20;
+  static constexpr std::uint32_t kEntryCount = 20;  // a registration beyond it is refused with a log line
 
-  iOSAppInfo entry[kEntryCount];
-  std::uint32_t count;  // entries in use; a reader takes 20 for anything above
+  iOSAppInfo entry[kEntryCount];  // in order of registration
+  std::uint32_t count;            // entries in use; a reader takes 20 for anything above
 };
 
 static_assert(sizeof(iOSAppCommonDataSlot) == 4100 && alignof(iOSAppCommonDataSlot) == 4, "layout");
@@ -206,48 +213,52 @@ static_assert(std::is_trivially_copyable<iOSAppCommonDataNotify>::value, "travel
 
 // Hands-free state as the device side reports it to its server.
 struct iOSAppExtBluetoothConnectionStatus {
-  std::uint8_t btAddress[6] = {};
-  std::uint32_t flags = 0;  // bit 0 = hands-free link connected; other bits are ignored
+  std::uint8_t btAddress[6] = {};  // byte 0 is printed first
+  std::uint32_t flags = 0;         // bit 0 = hands-free link connected; other bits are ignored
 };
 
 // The server's notification 0: a client asks to launch an app on the device.
 struct iOSAppLaunchRequest {
   std::uint32_t deviceId = 0;  // as the client sent it, not compared with the server's own
-  std::uint32_t appId = 0;
-  std::string launchString;  // empty where the app is not in the table
-  iosapp_def_::AppLaunchMethod launchMethod = iosapp_def_::APPLAUNCH_WITH_USER_ALERT;
+  std::uint32_t appId = 0;     // the asking app's place in the registration table + 1
+  std::string launchString;    // empty where the app is not in the table
+  iosapp_def_::AppLaunchMethod launchMethod = iosapp_def_::APPLAUNCH_WITH_USER_ALERT;  // as the client sent it
 };
 
 // The two data endpoints of one device. A plain record: whoever makes a pack owns it and its endpoints.
 struct iOSAppMemPack {
-  std::uint32_t deviceId = 0;
-  iOSAppCommonLocalMem* fromHU = nullptr;
-  iOSAppCommonLocalMem* fromDevice = nullptr;
+  std::uint32_t deviceId = 0;                  // that the two endpoints serve; only 1 has segments
+  iOSAppCommonLocalMem* fromHU = nullptr;      // clients write, the server reads
+  iOSAppCommonLocalMem* fromDevice = nullptr;  // the server writes, clients read
 };
 
-// One registered app as registry and server keep it. Copied field by field.
+// One registered app as registry and server keep it.
 struct LINKAPP_API iOSLinkAppInfo {
   iOSLinkAppInfo();
+  // Copies all fields, the session too.
   iOSLinkAppInfo(const iOSLinkAppInfo& other);
+  // Copies all fields, the session too.
   iOSLinkAppInfo& operator=(const iOSLinkAppInfo& other);
   virtual ~iOSLinkAppInfo();
 
-  std::uint16_t appId = 0;
-  std::string iAP1Name;
-  std::string appName;
-  std::string launchString;
-  std::uint16_t sessionId = 0;  // 0 = no open session
-  std::uint16_t iAP1Id = 0;     // 0 = none
+  std::uint16_t appId = 0;      // place in the registration table + 1; 0 = the blank entry
+  std::string iAP1Name;         // empty where the app has none
+  std::string appName;          // never empty but in the blank entry
+  std::string launchString;     // empty = the app is never launched
+  std::uint16_t sessionId = 0;  // the device's number, set by the server only; 0 = no open session
+  std::uint16_t iAP1Id = 0;     // counted by the registry of this process; 0 = none
 };
 
 // A table of apps. Index 0 is always one blank entry, so that look-ups by app id 0 meet it and real apps start at 1.
 // Whoever touches `list` of a shared instance holds `lock`. A copy takes the list and gets a lock of its own.
 struct LINKAPP_API SupportiOSLinkAppInfo {
   SupportiOSLinkAppInfo();
+  // Copies the list, without taking the other's lock; the own one is free.
   SupportiOSLinkAppInfo(const SupportiOSLinkAppInfo& other);
+  // Copies the list, without taking either lock.
   SupportiOSLinkAppInfo& operator=(const SupportiOSLinkAppInfo& other);
   virtual ~SupportiOSLinkAppInfo();
 
-  mutable VQSync lock;
-  std::vector<iOSLinkAppInfo> list;
+  mutable VQSync lock;               // guards `list`; a leaf
+  std::vector<iOSLinkAppInfo> list;  // the blank entry, then the apps in the order in which they were seen
 };
