@@ -6,3 +6,7 @@ void conformance::drain() {
   for (std::size_t count = vqfake::pendingCount(); count != 0 && vqfake::deliverNext(); --count) {
   }
 }
+
+void conformance::forgetSettings() {
+  vqfake::setSettingsText("Conformance.ini", "");
+}

@@ -1,7 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdlib>
+#include <filesystem>
 #include <future>
+#include <string>
+#include <system_error>
 
 #include "VQFramework/SharedMemory/VQSharedMemNotifier.h"
 #include "tests/conformance/Framework.h"
@@ -39,4 +43,22 @@ class Marker {
 // All messages come in one order: a message of our own is delivered after everything before it.
 void conformance::drain() {
   EXPECT_TRUE(Marker().isDelivered());
+}
+
+namespace {
+
+struct SettingsFolder {
+  SettingsFolder() { setenv("VQ_SETTINGS_DIR", mkdtemp(name.data()) == nullptr ? "/nonexistent" : name.c_str(), 1); }
+  ~SettingsFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(name, ignored);
+  }
+  std::string name = testing::TempDir() + "/conformance-XXXXXX";
+};
+
+}  // namespace
+
+void conformance::forgetSettings() {
+  static const SettingsFolder folder;
+  std::filesystem::remove(folder.name + "/Conformance.ini");
 }

@@ -5,29 +5,27 @@
 #include <string>
 #include <vector>
 
-#include "VQFramework/Debug/VQDbgOutput.h"
+#include "tests/conformance/Framework.h"
 
 namespace conformance {
 
 class LogLines {
  public:
-  LogLines() { VQDbgOutput::SetSink(&LogLines::keep, this); }
-  ~LogLines() { VQDbgOutput::SetSink(nullptr, nullptr); }
+  LogLines() { watchLog(&LogLines::keep, this); }
+  ~LogLines() { watchLog(nullptr, nullptr); }
   LogLines(const LogLines&) = delete;
   LogLines& operator=(const LogLines&) = delete;
 
-  // "file:line function tag text" each.
   std::vector<std::string> lines() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return lines_;
   }
 
  private:
-  static void keep(const VQDbgRecord& record, void* context) {
+  static void keep(const char* line, void* context) {
     LogLines& self = *static_cast<LogLines*>(context);
     const std::lock_guard<std::mutex> lock(self.mutex_);
-    self.lines_.push_back(std::string(record.file) + ":" + std::to_string(record.line) + " " + record.function + " " +
-                          std::to_string(record.tag) + " " + record.text);
+    self.lines_.emplace_back(line);
   }
 
   mutable std::mutex mutex_;

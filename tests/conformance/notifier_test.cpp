@@ -1,10 +1,12 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <numeric>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "VQFramework/SharedMemory/VQSharedMemNotifier.h"
@@ -296,6 +298,34 @@ TEST_F(NotifierTest, DeliversOneOrderToTheObserversOfAllNotifiers) {
   EXPECT_EQ(first.count(), 3 * kRounds);
   EXPECT_EQ(first.ids(), second.ids());
   EXPECT_EQ(first.payloads(), second.payloads());
+}
+
+// Receivers rely on it: what only observers touch has no lock.
+TEST_F(NotifierTest, CallsOneObserverAtATime) {
+  constexpr unsigned int kRounds = 200;
+  std::atomic<int> inside{0};
+  std::atomic<bool> hasOverlapped{false};
+  for (Recorder* const recorder : {&first, &second}) {
+    recorder->then = [&] {
+      hasOverlapped = ++inside != 1 || hasOverlapped;
+      std::this_thread::yield();
+      --inside;
+    };
+  }
+  add(sut, first, {kA});
+  add(another, second, {kB});
+  {
+    const auto postMany = [](VQSharedMemNotifier& notifier, unsigned int id) {
+      for (unsigned int i = 0; i < kRounds; ++i) {
+        notify(notifier, id);
+      }
+    };
+    const Worker one([&] { postMany(sut, kA); });
+    const Worker two([&] { postMany(another, kB); });
+  }
+  drain();
+  EXPECT_EQ(first.count() + second.count(), 2 * kRounds);
+  EXPECT_FALSE(hasOverlapped);
 }
 
 TEST_F(NotifierTest, DeliversTheMessagesOfOneThreadInTheOrderOfPosting) {

@@ -7,24 +7,24 @@
 #include <vector>
 
 #include "VQFramework/SharedMemory/VQSharedMemNotifier.h"
-#include "tests/conformance/log_lines.h"
 #include "tests/conformance/recorder.h"
 #include "tests/conformance/worker.h"
 #include "tests/support/child.h"
 #include "tests/support/roles.h"
 #include "tests/support/wait_until.h"
 #include "tests/unit/reference/log_access.h"
+#include "tests/unit/reference/log_lines.h"
 
 namespace {
 
 using conformance::Gate;
-using conformance::LogLines;
 using conformance::Recorder;
 using log_access::add;
 using log_access::kA;
 using log_access::kB;
 using log_access::notify;
 using log_access::object;
+using reference::LogLines;
 using test_support::Child;
 using test_support::waitUntil;
 using testing::ElementsAre;

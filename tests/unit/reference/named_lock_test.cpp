@@ -8,16 +8,16 @@
 #include <thread>
 
 #include "VQFramework/SharedMemory/VQSharedSyncObject.h"
-#include "tests/conformance/log_lines.h"
 #include "tests/conformance/worker.h"
 #include "tests/support/child.h"
 #include "tests/support/roles.h"
 #include "tests/support/shm_files.h"
+#include "tests/unit/reference/log_lines.h"
 
 namespace {
 
-using conformance::LogLines;
 using conformance::Worker;
+using reference::LogLines;
 using test_support::Child;
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -9,7 +9,7 @@
 
 #include "log_access.h"
 #include "platform/reference/process_id.h"
-#include "tests/conformance/log_lines.h"
+#include "tests/unit/reference/log_lines.h"
 
 namespace {
 
@@ -185,7 +185,7 @@ TEST_F(PollingTest, YieldsOnTheSendersProcessorWhereverReceiversAreMany) {
 }
 
 TEST(PollingSetting, OtherValuesAreReportedAndTakenAsAuto) {
-  const conformance::LogLines log;
+  const reference::LogLines log;
   setenv("VQ_NOTIFIER_POLL", "20", 1);
   const Polling sut;
   EXPECT_THAT(log.lines(), ElementsAre("VQFramework/SharedMemory/VQSharedMemNotifier:0 deliver 1 "
@@ -194,7 +194,7 @@ TEST(PollingSetting, OtherValuesAreReportedAndTakenAsAuto) {
 }
 
 TEST(PollingSetting, AutoAndOffAreTakenSilently) {
-  const conformance::LogLines log;
+  const reference::LogLines log;
   for (const char* const value : {"auto", "off"}) {
     setenv("VQ_NOTIFIER_POLL", value, 1);
     const Polling sut;

@@ -14,15 +14,15 @@
 #include "VQFramework/SharedMemory/VQSharedSyncObject.h"
 #include "platform/reference/message_log_layout.h"
 #include "platform/reference/named_lock.h"
-#include "tests/conformance/log_lines.h"
 #include "tests/support/child.h"
 #include "tests/support/roles.h"
 #include "tests/support/shm_files.h"
 #include "tests/unit/reference/log_access.h"
+#include "tests/unit/reference/log_lines.h"
 
 namespace {
 
-using conformance::LogLines;
+using reference::LogLines;
 using test_support::Child;
 using test_support::pokeShmWord;
 using test_support::removeShm;
