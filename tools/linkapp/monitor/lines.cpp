@@ -140,9 +140,10 @@ std::string Lines::ofNewLog() const {
 }
 
 std::string Lines::ofProblem(const std::string& problem) const {
-  return problem.empty()
-             ? note("the notifier's log can be read", {{"readable", true}})
-             : note("the notifier's log " + problem + "; waiting for it", {{"readable", false}, {"problem", problem}});
+  if (problem.empty()) {
+    return note("the notifier's log can be read", {{"readable", true}});
+  }
+  return note("the notifier's log " + problem + "; waiting for it", {{"readable", false}, {"problem", problem}});
 }
 
 std::string Lines::coloured(const char* colour, const std::string& words) const {
