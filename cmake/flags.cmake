@@ -8,6 +8,11 @@ set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
+# Files whose number or size takes more than 32 bits are there for 32-bit processes, too; stat would fail on them.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  add_compile_definitions(_FILE_OFFSET_BITS=64)
+endif()
+
 find_package(Threads REQUIRED)
 
 add_library(linkapp_flags INTERFACE)

@@ -13,7 +13,7 @@ struct Hello final : VQSLinkAppDeviceStatusListener, VQSILinkAppSenderReceiverLi
     }
   }
   void onReceivedMsg(const unsigned char* data, unsigned int size) override {
-    std::cout.write(reinterpret_cast<const char*>(data), size) << std::endl;
+    std::cout.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size)) << std::endl;
   }
 };
 

@@ -42,7 +42,7 @@ bool FrameReader::add(const char* data, std::size_t size) {
       break;
     }
     const auto begin = partial_.begin() + static_cast<std::ptrdiff_t>(at + kHeader);
-    messages_.emplace_back(begin, begin + length);
+    messages_.emplace_back(begin, begin + static_cast<std::ptrdiff_t>(length));
     at += kHeader + length;
   }
   partial_.erase(0, at);
