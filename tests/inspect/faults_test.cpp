@@ -98,9 +98,19 @@ void startAndEndTwentyApps(FaultTable& bench) {
   }
 }
 
-void stopNaviAndFloodTheLog(FaultTable& bench) {
+// A stopped process takes what is under way until the kernel has come to stopping it.
+void stopNavi(FaultTable& bench) {
   ASSERT_NO_FATAL_FAILURE(bench.startHealthySession());
   bench.navi->signal(SIGSTOP);
+  ASSERT_TRUE(waitUntil([] {
+    const auto receivers = inspect::takeSnapshot().receivers;
+    return std::any_of(receivers.begin(), receivers.end(),
+                       [](const inspect::ReceiverView& receiver) { return receiver.process.isStopped(); });
+  }));
+}
+
+void stopNaviAndFloodTheLog(FaultTable& bench) {
+  ASSERT_NO_FATAL_FAILURE(stopNavi(bench));
   Child& poster = bench.child("post", {"9000", "4"});
   poster.tell("go");
   ASSERT_TRUE(poster.expect("posted"));
@@ -268,11 +278,7 @@ const std::map<std::string, Injection>& injections() {  // long: a table
          bench.startHealthySession();
          bench.child("hold", {kFromHU}).stop();
        }},
-      {"receiver_stopped",
-       [](FaultTable& bench) {
-         bench.startHealthySession();
-         bench.navi->signal(SIGSTOP);
-       }},
+      {"receiver_stopped", &stopNavi},
       {"receiver_killed",
        [](FaultTable& bench) {
          bench.startHealthySession();
@@ -280,8 +286,7 @@ const std::map<std::string, Injection>& injections() {  // long: a table
        }},
       {"ring_lapped",
        [](FaultTable& bench) {
-         bench.startHealthySession();
-         bench.navi->signal(SIGSTOP);
+         ASSERT_NO_FATAL_FAILURE(stopNavi(bench));
          bench.device->tell("burst com.example.navi 60");
        }},
       {"device_side_stopped",

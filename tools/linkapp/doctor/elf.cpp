@@ -77,7 +77,7 @@ std::string buildIdIn(const File& file) {
       continue;
     }
     std::vector<unsigned char> notes(std::min<std::size_t>(segment.p_filesz, kMostNotes));
-    const std::string id = file.read(segment.p_offset, notes.data(), notes.size()) ? buildIdIn(notes) : "";
+    std::string id = file.read(segment.p_offset, notes.data(), notes.size()) ? buildIdIn(notes) : "";
     if (!id.empty()) {
       return id;
     }
