@@ -162,7 +162,7 @@ void Bench::tellBlueZ(const std::string& command) {
 }
 
 std::string Bench::makeFile(const std::string& name, const std::string& content) {
-  const std::string path = folder_ + "/" + name;
+  std::string path = folder_ + "/" + name;
   std::filesystem::create_directories(std::filesystem::path(path).parent_path());
   std::ofstream(path) << content;
   return path;

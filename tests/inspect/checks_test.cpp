@@ -22,7 +22,6 @@ using doctor::ChannelProcess;
 using doctor::Examination;
 using doctor::Findings;
 using doctor::Level;
-using doctor::Library;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;

@@ -9,7 +9,6 @@
 namespace {
 
 using inspect::ChannelState;
-using inspect::Loss;
 using inspect::Losses;
 using inspect::LossKind;
 using inspect::Message;

@@ -23,7 +23,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
-using testing::StartsWith;
 
 using Arguments = std::vector<std::string>;
 
