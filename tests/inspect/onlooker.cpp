@@ -20,6 +20,7 @@ Onlooker::Onlooker(const OnlookerKind& kind) : file_(memfd_create("onlooker", 0)
     arguments.push_back(argument == "FILE" ? "/proc/self/fd/" + std::to_string(file_) : argument);
   }
   std::vector<char*> words;
+  words.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) {
     words.push_back(argument.data());
   }
