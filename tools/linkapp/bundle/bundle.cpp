@@ -3,11 +3,10 @@
 #include <time.h>
 
 #include <cstdio>
-#include <exception>
 
 #include "bundle/archive.h"
 #include "bundle/contents.h"
-#include "cli/command_line.h"
+#include "cli/subcommand.h"
 
 namespace bundle {
 namespace {
@@ -75,19 +74,7 @@ const cli::Manual& manual() {
 }
 
 int run(const std::vector<std::string>& arguments) {
-  Options options;
-  CLI::App cli;
-  addOptions(cli, options);
-  int code = 0;
-  if (!cli::parse(manual(), cli, arguments, code)) {
-    return code;
-  }
-  try {
-    return make(options);
-  } catch (const std::exception& error) {
-    fprintf(stderr, "linkapp bundle: %s\n", error.what());
-    return 1;
-  }
+  return cli::run(manual(), &addOptions, &make, arguments);
 }
 
 }  // namespace bundle

@@ -1,9 +1,8 @@
 #include "reset/reset.h"
 
 #include <cstdio>
-#include <exception>
 
-#include "cli/command_line.h"
+#include "cli/subcommand.h"
 #include "reset/attached.h"
 #include "reset/clearing.h"
 #include "reset/segments.h"
@@ -57,6 +56,11 @@ void describe(CLI::App& cli) {
   addOptions(cli, options);
 }
 
+int clearAndTell(const Options& options) {
+  const Outcome outcome = clearChannel(options.isOnlyLooking, [] { return attachedProcesses(channelObjects()); });
+  return outcome.attached.empty() ? tellCleared(options, outcome) : tellAttached(options, outcome.attached);
+}
+
 }  // namespace
 
 const cli::Manual& manual() {
@@ -81,20 +85,7 @@ const cli::Manual& manual() {
 }
 
 int run(const std::vector<std::string>& arguments) {
-  Options options;
-  CLI::App cli;
-  addOptions(cli, options);
-  int code = 0;
-  if (!cli::parse(manual(), cli, arguments, code)) {
-    return code;
-  }
-  try {
-    const Outcome outcome = clearChannel(options.isOnlyLooking, [] { return attachedProcesses(channelObjects()); });
-    return outcome.attached.empty() ? tellCleared(options, outcome) : tellAttached(options, outcome.attached);
-  } catch (const std::exception& error) {
-    fprintf(stderr, "linkapp reset: %s\n", error.what());
-    return 1;
-  }
+  return cli::run(manual(), &addOptions, &clearAndTell, arguments);
 }
 
 }  // namespace reset

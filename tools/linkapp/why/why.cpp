@@ -3,9 +3,8 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <exception>
 
-#include "cli/command_line.h"
+#include "cli/subcommand.h"
 #include "text/terminal.h"
 #include "why/report.h"
 #include "why/walk.h"
@@ -126,19 +125,7 @@ const cli::Manual& manual() {
 }
 
 int run(const std::vector<std::string>& arguments) {
-  Options options;
-  CLI::App cli;
-  addOptions(cli, options);
-  int code = 0;
-  if (!cli::parse(manual(), cli, arguments, code)) {
-    return code;
-  }
-  try {
-    return answer(options);
-  } catch (const std::exception& error) {
-    fprintf(stderr, "linkapp why: %s\n", error.what());
-    return 1;
-  }
+  return cli::run(manual(), &addOptions, &answer, arguments);
 }
 
 }  // namespace why
