@@ -23,6 +23,14 @@ std::string row(const std::string& left, const std::string& right, std::size_t w
          indented(right, width + 2) + "\n";
 }
 
+std::string describeExtra(const CLI::App& app) {
+  const std::string first = app.remaining().front();
+  return first[0] == '-' ? "unknown option '" + first + "'" + command::suggestion(first, optionNames(app))
+                         : "unexpected argument '" + first + "'";
+}
+
+}  // namespace
+
 std::vector<std::string> optionNames(const CLI::App& app) {
   std::vector<std::string> names;
   for (const CLI::Option* const option : app.get_options()) {
@@ -32,14 +40,6 @@ std::vector<std::string> optionNames(const CLI::App& app) {
   }
   return names;
 }
-
-std::string describeExtra(const CLI::App& app) {
-  const std::string first = app.remaining().front();
-  return first[0] == '-' ? "unknown option '" + first + "'" + command::suggestion(first, optionNames(app))
-                         : "unexpected argument '" + first + "'";
-}
-
-}  // namespace
 
 CLI::Validator range(int least, int most) {
   return CLI::Range(least, most).description("");
