@@ -1,5 +1,5 @@
 #!/bin/sh
-# The first process of the guest. The host's root is the lower layer of the guest's, read-only; what the guest writes
+# The first process of the guest. The given root is the lower layer of the guest's, read-only; what the guest writes
 # lies in its memory and goes with it. The job's folder, shared with the host, is at /run/job.
 b=/bin/busybox
 $b mount -t proc none /proc
@@ -21,6 +21,11 @@ $b mount -t tmpfs none /root/dev/shm
 $b mount -t tmpfs none /root/run
 $b mkdir /root/run/job
 $b mount -t 9p -o "$share" job /root/run/job
+# A root with a service manager of its own takes over for good, where the kernel's command line names it.
+manager=$($b sed -n 's/.*linkapp.init=\([^ ]*\).*/\1/p' /proc/cmdline)
+if [ -n "$manager" ]; then
+  exec $b switch_root /root "$manager"
+fi
 $b chroot /root /bin/bash /run/job/start
 $b sync
 $b poweroff -f
