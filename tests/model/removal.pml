@@ -5,15 +5,15 @@
  * -DFROM_CALLS the observers take each other off, from within their calls, so the threads may wait in a circle; with
  * -DWITH_ADDER one of the two that take off adds an observer instead.
  *
- *   here          in platform/inprocess
- *   walk          ObserverList::call, protectSnapshot, makeCall, wakeWaiters
- *   removal       ObserverList::removeMatching, killMatching, dropDead, waitForCalls, callToWaitFor, waitForEnd,
- *                 freeUnusedSnapshots
+ *   here          the functions, by file of platform/inprocess (script/model looks whether they are there)
+ *   walk          observer_list.cpp: call protectSnapshot makeCall wakeWaiters
+ *   removal       observer_list.cpp: removeMatching killMatching dropDead waitForCalls freeUnusedSnapshots; then
+ *                 observer_list.cpp: callToWaitFor waitForEnd
  *   frame         CallFrame of thread_node.h: what a thread writes down before it uses it
  *   buffer        the processor's: a store of a frame may be seen by others long after the thread's next load. The light
  *                 fence does nothing about that.
- *   heavyFence    membarrier: every processor's stores are seen
- *   enterWait     wait_graph.cpp: refused where the waiting threads would form a circle
+ *   heavyFence    thread_node.cpp: heavyFence, a membarrier: every processor's stores are seen
+ *   enterWait     wait_graph.cpp: enterWait, refused where the waiting threads would form a circle
  *
  * Checked in every run: no list is read after it was freed; no observer is entered, or left, after it was destroyed; and
  * nobody waits for ever.

@@ -6,10 +6,10 @@
  * effect. All accesses that the protocol relies on are sequentially consistent in the code, or stand under the posting
  * lock.
  *
- *   here         in platform/reference
- *   poster       MessageLog::post, append, takeWakes, addOwed; wake_debt's pay, MessageLog::wake
- *   repair       MessageLog::repair, run by whoever gets the posting lock after its holder's death
- *   receiver     Delivery::run, readNext, rest; MessageLog::posted, read, sleep
+ *   here         the functions, by file of platform/reference (script/model looks whether they are there)
+ *   poster       message_log.cpp: post append takeWakes addOwed wake; wake_debt.cpp: pay
+ *   repair       message_log.cpp: repair, run by whoever gets the posting lock after its holder's death
+ *   receiver     delivery.cpp: run readNext rest; message_log.cpp: posted read sleep
  *   futex        FUTEX_WAIT_BITSET and FUTEX_WAKE_BITSET of the kernel
  *   lock         the robust mutex: given back by the kernel when its holder dies, the next holder is told
  *
