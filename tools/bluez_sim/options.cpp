@@ -86,7 +86,7 @@ void printHelp() {
       "  linkapp-bluez-sim --own-bus\n"
       "  phone 00:AA:02:00:00:01 name=\"My Phone\" services=35de0f64-c263-4a4b-adb6-6b60500d1dbe\n"
       "and in another terminal, with the address that was said:\n"
-      "  %s=unix:path=... build/dev/examples/spp\n\n"
+      "  %s=unix:abstract=... build/dev/examples/spp\n\n"
       "Commands come on standard input, and by D-Bus:\n"
       "  busctl --address=ADDRESS call org.linkapp.BluezSim /org/linkapp/BluezSim org.linkapp.BluezSim1 Do s COMMAND\n"
       "Answers begin with \"= \"; what happens stands in lines of its own, and comes as the signal Said.\n\n%s\n"
