@@ -23,16 +23,6 @@ std::string row(const std::string& left, const std::string& right, std::size_t w
          indented(right, width + 2) + "\n";
 }
 
-std::vector<std::string> optionNames(const CLI::App& app) {
-  std::vector<std::string> names;
-  for (const CLI::Option* const option : app.get_options()) {
-    for (const std::string& name : option->get_lnames()) {
-      names.push_back("--" + name);
-    }
-  }
-  return names;
-}
-
 std::string describeExtra(const CLI::App& app) {
   const std::string first = app.remaining().front();
   return first[0] == '-' ? "unknown option '" + first + "'" + command::suggestion(first, optionNames(app))
@@ -47,6 +37,16 @@ CLI::Validator range(int least, int most) {
 
 CLI::Validator oneOf(const std::vector<std::string>& values) {
   return CLI::IsMember(values).description("");
+}
+
+std::vector<std::string> optionNames(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::Option* const option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) {
+      names.push_back("--" + name);
+    }
+  }
+  return names;
 }
 
 void addCommonOptions(CLI::App& app) {

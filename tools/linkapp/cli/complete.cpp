@@ -33,16 +33,6 @@ const CLI::Option* optionOf(const CLI::App& app, const std::string& word) {
   return nullptr;
 }
 
-std::vector<std::string> optionNames(const CLI::App& app) {
-  std::vector<std::string> names;
-  for (const CLI::Option* const option : app.get_options()) {
-    for (const std::string& name : option->get_lnames()) {
-      names.push_back("--" + name);
-    }
-  }
-  return names;
-}
-
 // Those of a list "a,b" go on behind the last comma.
 std::vector<std::string> listValues(const std::vector<std::string>& values, const std::string& typed) {
   const std::string before = typed.substr(0, typed.find_last_of(',') + 1);
