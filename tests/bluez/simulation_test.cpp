@@ -211,5 +211,13 @@ TEST_F(BluezTest, TheSimulationSaysThatItHasNoBus) {
   EXPECT_TRUE(sut.waitForLog("no bus: give --own-bus, --bus=ADDRESS or DBUS_SYSTEM_BUS_ADDRESS; see --help"));
 }
 
+TEST_F(BluezTest, TheSimulationRefusesASizeThatIsNone) {
+  for (const char* const size : {"", "0", "-1", "12k", "99999999999"}) {
+    Child sut("simulation", {std::string("--send-buffer=") + size});
+    EXPECT_EQ(sut.wait(), 2) << size;
+    EXPECT_TRUE(sut.waitForLog(std::string("'") + size + "' is no size of a send buffer"));
+  }
+}
+
 }  // namespace
 }  // namespace bluez_test
