@@ -3,6 +3,8 @@
 install(TARGETS linkapp RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 if(LINKAPP_HAS_BLUEZ)
   install(TARGETS linkapp-bluez-sim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  install(FILES ${PROJECT_SOURCE_DIR}/tools/bluez_sim/linkapp-bluez-sim.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+    COMPONENT common)
   install(FILES ${PROJECT_SOURCE_DIR}/platform/bluez/policy/linkapp-bluez.conf
     ${PROJECT_SOURCE_DIR}/platform/bluez/policy/linkapp-ofono.conf
     DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/system.d COMPONENT common)

@@ -3,6 +3,7 @@
 #include <systemd/sd-bus.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <string>
 
 #include "tests/bluez/bluez_fixture.h"
@@ -153,18 +154,49 @@ TEST_F(BluezTest, TheSimulationTalksJsonWhereItIsAskedTo) {
   EXPECT_EQ(sut.finish(), 0);
 }
 
+bool canBeReached(const std::string& address) {
+  sd_bus* bus = nullptr;
+  sd_bus_new(&bus);
+  sd_bus_set_address(bus, address.c_str());
+  const bool isReached = sd_bus_start(bus) >= 0;
+  sd_bus_close_unref(bus);
+  return isReached;
+}
+
+// Empty where it ends before it has said it.
+std::string ownBusOf(Child& simulation) {
+  const std::string ready = "ready on ";
+  for (auto said = simulation.nextLine(); said; said = simulation.nextLine()) {
+    if (said->rfind(ready, 0) == 0) {
+      return said->substr(ready.size());
+    }
+  }
+  return "";
+}
+
 TEST_F(BluezTest, TheSimulationStartsABusOfItsOwn) {
   unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
   Child sut("simulation", {"--own-bus"});
-  std::string line;
-  while (line.rfind("ready on ", 0) != 0) {
-    const auto said = sut.nextLine();
-    ASSERT_TRUE(said.has_value());
-    line = *said;
-  }
-  setenv("DBUS_SYSTEM_BUS_ADDRESS", line.substr(9).c_str(), 1);
+  const std::string bus = ownBusOf(sut);
+  ASSERT_NE(bus, "");
+  setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.c_str(), 1);
   EXPECT_EQ(BusUser().ask("phones"), "none");
   EXPECT_EQ(sut.finish(), 0);
+}
+
+TEST_F(BluezTest, ASimulationThatIsKilledLeavesNeitherItsBusNorFiles) {
+  unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
+  const auto folder = std::filesystem::path(getenv("VQ_SETTINGS_DIR")).replace_filename("temporary");
+  std::filesystem::create_directory(folder);
+  setenv("TMPDIR", folder.c_str(), 1);
+  Child sut("simulation", {"--own-bus"});
+  const std::string bus = ownBusOf(sut);
+  ASSERT_NE(bus, "");
+  EXPECT_TRUE(canBeReached(bus));
+  sut.kill();
+  EXPECT_TRUE(test_support::waitUntil([&] { return !canBeReached(bus); }));
+  EXPECT_TRUE(std::filesystem::is_empty(folder));
+  unsetenv("TMPDIR");
 }
 
 TEST_F(BluezTest, TheSimulationSaysThatItHasNoBus) {
@@ -177,6 +209,14 @@ TEST_F(BluezTest, TheSimulationSaysThatItHasNoBus) {
   Child sut("simulation");
   EXPECT_EQ(sut.wait(), 2);
   EXPECT_TRUE(sut.waitForLog("no bus: give --own-bus, --bus=ADDRESS or DBUS_SYSTEM_BUS_ADDRESS; see --help"));
+}
+
+TEST_F(BluezTest, TheSimulationRefusesASizeThatIsNone) {
+  for (const char* const size : {"", "0", "-1", "12k", "99999999999"}) {
+    Child sut("simulation", {std::string("--send-buffer=") + size});
+    EXPECT_EQ(sut.wait(), 2) << size;
+    EXPECT_TRUE(sut.waitForLog(std::string("'") + size + "' is no size of a send buffer"));
+  }
 }
 
 }  // namespace

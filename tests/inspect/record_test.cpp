@@ -54,7 +54,7 @@ class RecordingFile : public InspectTest {
     close(mkstemp(path));
     path_ = path;
   }
-  ~RecordingFile() override { unlink(path_.c_str()); }
+  ~RecordingFile() override { EXPECT_EQ(unlink(path_.c_str()), 0) << path_ << " stays behind"; }
 
   std::string content() const {
     std::ifstream file(path_, std::ios::binary);
@@ -259,11 +259,12 @@ TEST_F(RecordingFile, that_is_none_is_refused_in_words) {
   bytes[20] = 77;
   setContent(bytes);
   EXPECT_THAT(look(), HasSubstr("whose header is damaged"));
-  path_ += "-not-there";
+  const std::string file = path_;  // the test removes it
+  path_ = file + "-not-there";
   EXPECT_THAT(look(), HasSubstr("No such file"));
   path_ = "/tmp";
   EXPECT_THAT(look(), HasSubstr("it is no file"));
-  path_ = "/dev/null/nothing";
+  path_ = file;
 }
 
 // LINKAPP_HOSTILE_SEEDS says how often.

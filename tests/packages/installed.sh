@@ -28,6 +28,9 @@ if readelf -d prefix/bin/linkapp "$libraries"/*.so | grep -E 'RPATH|RUNPATH'; th
   echo "installed: a product names a folder to search" >&2
   exit 1
 fi
+for program in prefix/bin/*; do
+  [ -s "prefix/share/man/man1/${program##*/}.1" ] || { echo "installed: ${program##*/} has no manual page" >&2; exit 1; }
+done
 export LD_LIBRARY_PATH=$work/$libraries PATH=$work/prefix/bin:$PATH
 
 cmake -S . -B by-cmake -G Ninja -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_PREFIX_PATH="$work/prefix" >cmake.log

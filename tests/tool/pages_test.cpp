@@ -163,6 +163,14 @@ TEST_F(Pages, refuse_shells_and_subcommands_that_are_not_known) {
   EXPECT_EQ(tool({}).code, 2);
 }
 
+TEST_F(Pages, that_cannot_be_written_are_a_failure) {
+  for (const char* const arguments : {"--help", "phone --help", "man phone", "completion bash"}) {
+    const Ran ran = shell(LINKAPP_TOOL + std::string(" ") + arguments + " 2>&1 >/dev/full");
+    EXPECT_EQ(ran.code, 1) << arguments;
+    EXPECT_THAT(ran.lines, ElementsAre("linkapp: standard output cannot be written")) << arguments;
+  }
+}
+
 #ifdef LINKAPP_BLUEZ_SIM
 // Its page is written by hand.
 TEST_F(Pages, of_the_bluetooth_simulation_name_every_option_and_command_of_its_help) {

@@ -2,7 +2,9 @@
 
 #include <stdlib.h>
 
+#include <charconv>
 #include <cstdio>
+#include <system_error>
 
 #include "bluez_sim/commands.h"
 
@@ -24,6 +26,13 @@ bool takeValue(const std::vector<std::string>& arguments, std::size_t& index, co
     return true;
   }
   return false;
+}
+
+// 0 where it is none.
+int sizeOf(const std::string& text) {
+  int size = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), size);
+  return error == std::errc() && end == text.data() + text.size() && size > 0 ? size : 0;
 }
 
 }  // namespace
@@ -48,8 +57,8 @@ std::string parseOptions(const std::vector<std::string>& arguments, Options& opt
     } else if (takeValue(arguments, i, "--bus", value)) {
       options.bus = value;
     } else if (takeValue(arguments, i, "--send-buffer", value)) {
-      options.sendBuffer = atoi(value.c_str());
-      if (options.sendBuffer <= 0) {
+      options.sendBuffer = sizeOf(value);
+      if (options.sendBuffer == 0) {
         return "'" + value + "' is no size of a send buffer";
       }
     } else {
@@ -86,7 +95,7 @@ void printHelp() {
       "  linkapp-bluez-sim --own-bus\n"
       "  phone 00:AA:02:00:00:01 name=\"My Phone\" services=35de0f64-c263-4a4b-adb6-6b60500d1dbe\n"
       "and in another terminal, with the address that was said:\n"
-      "  %s=unix:path=... build/dev/examples/spp\n\n"
+      "  %s=unix:abstract=... build/dev/examples/spp\n\n"
       "Commands come on standard input, and by D-Bus:\n"
       "  busctl --address=ADDRESS call org.linkapp.BluezSim /org/linkapp/BluezSim org.linkapp.BluezSim1 Do s COMMAND\n"
       "Answers begin with \"= \"; what happens stands in lines of its own, and comes as the signal Said.\n\n%s\n"

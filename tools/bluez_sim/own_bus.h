@@ -1,4 +1,5 @@
-// A dbus-daemon of the simulation's own, on a socket in a folder of its own. Both end with it.
+// A dbus-daemon of the simulation's own. It has no file anywhere, so that nothing stays behind even where the
+// simulation is killed: its socket has an abstract name, its configuration and its log lie in memory.
 #pragma once
 
 #include <sys/types.h>
@@ -17,12 +18,11 @@ class OwnBus {
   const std::string& address() const { return address_; }
 
  private:
-  void writeConfiguration() const;
+  std::string configuration() const;
   void start();
-  void removeAll();
+  void stop();
 
-  std::string folder_;
-  std::string address_;
+  const std::string address_;
   pid_t pid_ = -1;
 };
 

@@ -1,4 +1,6 @@
 // linkapp: the command-line tool. Each subcommand has a folder of its own.
+#include <unistd.h>
+
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -18,6 +20,7 @@
 #include "record/replay.h"
 #include "reset/reset.h"
 #include "scenario/run.h"
+#include "text/terminal.h"
 #include "why/why.h"
 
 namespace {
@@ -104,10 +107,17 @@ int runSubcommand(const std::string& name, const Arguments& arguments) {
   return 2;
 }
 
-}  // namespace
+// What could not be told counts as a failure, as on a full disk. That nobody reads any more is none.
+int withOutputTold(int code) {
+  const bool isTold = fflush(stdout) == 0 && ferror(stdout) == 0;
+  if (isTold || text::hasHungUp(STDOUT_FILENO)) {
+    return code;
+  }
+  fputs("linkapp: standard output cannot be written\n", stderr);
+  return code == 0 ? 1 : code;
+}
 
-int main(int argc, char** argv) {
-  const Arguments arguments(argv + 1, argv + argc);
+int run(const Arguments& arguments) {
   if (arguments.empty() || arguments[0] == "--help" || arguments[0] == "-h") {
     printHelp();
     return arguments.empty() ? 2 : 0;
@@ -117,4 +127,10 @@ int main(int argc, char** argv) {
     return 0;
   }
   return runSubcommand(arguments[0], Arguments(arguments.begin() + 1, arguments.end()));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return withOutputTold(run(Arguments(argv + 1, argv + argc)));
 }

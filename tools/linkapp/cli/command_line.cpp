@@ -31,6 +31,14 @@ std::string describeExtra(const CLI::App& app) {
 
 }  // namespace
 
+CLI::Validator range(int least, int most) {
+  return CLI::Range(least, most).description("");
+}
+
+CLI::Validator oneOf(const std::vector<std::string>& values) {
+  return CLI::IsMember(values).description("");
+}
+
 std::vector<std::string> optionNames(const CLI::App& app) {
   std::vector<std::string> names;
   for (const CLI::Option* const option : app.get_options()) {
@@ -39,14 +47,6 @@ std::vector<std::string> optionNames(const CLI::App& app) {
     }
   }
   return names;
-}
-
-CLI::Validator range(int least, int most) {
-  return CLI::Range(least, most).description("");
-}
-
-CLI::Validator oneOf(const std::vector<std::string>& values) {
-  return CLI::IsMember(values).description("");
 }
 
 void addCommonOptions(CLI::App& app) {

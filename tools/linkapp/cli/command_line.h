@@ -13,6 +13,9 @@ namespace cli {
 CLI::Validator range(int least, int most);
 CLI::Validator oneOf(const std::vector<std::string>& values);
 
+// "--name" of each.
+std::vector<std::string> optionNames(const CLI::App& app);
+
 // Adds --help and --version. Whoever only looks at the options calls it, too.
 void addCommonOptions(CLI::App& app);
 

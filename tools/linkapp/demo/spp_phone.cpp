@@ -1,7 +1,6 @@
 // The phone with Bluetooth SPP: a process that has Bluetooth simulated on a private bus, and says what the phone does
 // there in the demo's words.
 #include <poll.h>
-#include <stdlib.h>
 
 #include <string>
 #include <thread>
@@ -85,11 +84,6 @@ class SppPhone {
 int runSppPhone(const std::vector<std::string>& arguments) {
   if (arguments.size() != 1) {
     return 2;
-  }
-  // The bus lives in the demo's own folder, which is removed with it.
-  const char* const folder = getenv("VQ_SETTINGS_DIR");
-  if (folder != nullptr) {
-    setenv("TMPDIR", folder, 1);
   }
   SppPhone phone(arguments[0]);
   Command command;

@@ -3,9 +3,8 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <exception>
 
-#include "cli/command_line.h"
+#include "cli/subcommand.h"
 #include "doctor/checks.h"
 #include "doctor/fix.h"
 #include "doctor/report.h"
@@ -65,6 +64,15 @@ int look(const Options& options, const Places& places) {
   return faults(findings) == 0 ? 0 : 1;
 }
 
+int lookOrFix(const Options& options) {
+  if (!options.isFixing && (options.fix.isOnlyLooking || options.fix.isAgreed)) {
+    return cli::tellMistake(manual(), "--dry-run and --yes belong to --fix");
+  }
+  Places places;
+  places.root = options.root;
+  return options.isFixing ? fix(options.fix, places) : look(options, places);
+}
+
 }  // namespace
 
 const cli::Manual& manual() {
@@ -95,24 +103,7 @@ const cli::Manual& manual() {
 }
 
 int run(const std::vector<std::string>& arguments) {
-  Options options;
-  CLI::App cli;
-  addOptions(cli, options);
-  int code = 0;
-  if (!cli::parse(manual(), cli, arguments, code)) {
-    return code;
-  }
-  if (!options.isFixing && (options.fix.isOnlyLooking || options.fix.isAgreed)) {
-    return cli::tellMistake(manual(), "--dry-run and --yes belong to --fix");
-  }
-  Places places;
-  places.root = options.root;
-  try {
-    return options.isFixing ? fix(options.fix, places) : look(options, places);
-  } catch (const std::exception& error) {
-    fprintf(stderr, "linkapp doctor: %s\n", error.what());
-    return 1;
-  }
+  return cli::run(manual(), &addOptions, &lookOrFix, arguments);
 }
 
 }  // namespace doctor

@@ -4,11 +4,10 @@
 
 #include <chrono>
 #include <cstdio>
-#include <exception>
 #include <optional>
 #include <thread>
 
-#include "cli/command_line.h"
+#include "cli/subcommand.h"
 #include "inspect/snapshot.h"
 #include "inspect/status_json.h"
 #include "inspect/status_text.h"
@@ -54,6 +53,10 @@ int watch(const Options& options) {
   }
 }
 
+int showOrWatch(const Options& options) {
+  return options.watch ? watch(options) : show(options);
+}
+
 void addOptions(CLI::App& cli, Options& options) {
   cli.add_flag("--json", options.isJson, "one line of JSON on standard output");
   cli.add_option("--watch", options.watch, "again every so many seconds, until Ctrl-C")
@@ -96,19 +99,7 @@ const cli::Manual& statusManual() {
 }
 
 int runStatus(const std::vector<std::string>& arguments) {
-  Options options;
-  CLI::App cli;
-  addOptions(cli, options);
-  int code = 0;
-  if (!cli::parse(statusManual(), cli, arguments, code)) {
-    return code;
-  }
-  try {
-    return options.watch ? watch(options) : show(options);
-  } catch (const std::exception& error) {
-    fprintf(stderr, "linkapp status: %s\n", error.what());
-    return 1;
-  }
+  return cli::run(statusManual(), &addOptions, &showOrWatch, arguments);
 }
 
 }  // namespace inspect

@@ -5,10 +5,9 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <exception>
 #include <optional>
 
-#include "cli/command_line.h"
+#include "cli/subcommand.h"
 #include "monitor/session.h"
 #include "text/terminal.h"
 
@@ -39,9 +38,9 @@ std::string kindsText() {
   return text;
 }
 
-CLI::Option* addOptions(CLI::App& cli, Arguments& arguments) {
+void addOptions(CLI::App& cli, Arguments& arguments) {
   cli.add_flag("--json", arguments.isJson, "an object of JSON per line");
-  CLI::Option* const stats =
+  const CLI::Option* const stats =
       cli.add_option("--stats", arguments.stats, "rates, sizes and lags every so many seconds (1), not each message")
           ->type_name("[SECONDS]")
           ->expected(0, 1);
@@ -58,7 +57,7 @@ CLI::Option* addOptions(CLI::App& cli, Arguments& arguments) {
   cli.add_option("--for", arguments.seconds, "ends after so many seconds")
       ->type_name("SECONDS")
       ->check(CLI::Range(kLeastSeconds, kMostSeconds).description(""));
-  return stats;
+  cli.callback([&arguments, stats] { arguments.hasStats = stats->count() != 0; });
 }
 
 void describe(CLI::App& cli) {
@@ -106,6 +105,11 @@ Plan planOf(const Arguments& arguments) {
   return plan;
 }
 
+int follow(const Arguments& arguments) {
+  const std::string mistake = mistakeOf(arguments);
+  return mistake.empty() ? Session(planOf(arguments)).run() : cli::tellMistake(manual(), mistake);
+}
+
 }  // namespace
 
 const cli::Manual& manual() {
@@ -140,24 +144,7 @@ const cli::Manual& manual() {
 }
 
 int run(const std::vector<std::string>& words) {
-  Arguments arguments;
-  CLI::App cli;
-  const CLI::Option* const stats = addOptions(cli, arguments);
-  int code = 0;
-  if (!cli::parse(manual(), cli, words, code)) {
-    return code;
-  }
-  arguments.hasStats = stats->count() != 0;
-  const std::string mistake = mistakeOf(arguments);
-  if (!mistake.empty()) {
-    return cli::tellMistake(manual(), mistake);
-  }
-  try {
-    return Session(planOf(arguments)).run();
-  } catch (const std::exception& error) {
-    fprintf(stderr, "linkapp monitor: %s\n", error.what());
-    return 1;
-  }
+  return cli::run(manual(), &addOptions, &follow, words);
 }
 
 }  // namespace monitor

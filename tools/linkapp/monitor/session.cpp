@@ -1,12 +1,12 @@
 #include "monitor/session.h"
 
-#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 
 #include "loop/signals.h"
+#include "text/terminal.h"
 
 namespace monitor {
 namespace {
@@ -15,12 +15,6 @@ constexpr int kSignalCode = 128;
 constexpr std::size_t kMostAlarms = 8;
 constexpr auto kFirstFigures = std::chrono::milliseconds(200);  // a screen without rates is no use for long
 constexpr auto kKeyPause = std::chrono::milliseconds(50);       // a new size comes as a signal, not as a key
-
-// Nobody is at the other end: seen here also while there is nothing to write.
-bool hasHungUp(int fd) {
-  pollfd entry = {fd, 0, 0};
-  return poll(&entry, 1, 0) == 1 && (entry.revents & (POLLHUP | POLLERR)) != 0;
-}
 
 }  // namespace
 
@@ -96,8 +90,8 @@ void Session::take(const Turn& turn) {
   tellBursts(bursts_.takeOver(watch_.now()));
   if (plan_.view != View::kTop) {
     fflush(stdout);
-    if (ferror(stdout) != 0 || hasHungUp(STDOUT_FILENO)) {
-      end(0);  // nobody reads any more
+    if (ferror(stdout) != 0 || text::hasHungUp(STDOUT_FILENO)) {
+      end(0);  // nobody reads any more, or the disk is full
     }
   }
 }
@@ -172,7 +166,7 @@ void Session::obeyKeys() {
     }
     draw();
   }
-  if (hasHungUp(STDIN_FILENO)) {
+  if (text::hasHungUp(STDIN_FILENO)) {
     end(0);  // the terminal is gone
     return;
   }

@@ -4,13 +4,12 @@
 #include <time.h>
 
 #include <cstdio>
-#include <exception>
 #include <fstream>
 #include <iostream>
 #include <optional>
 #include <stdexcept>
 
-#include "cli/command_line.h"
+#include "cli/subcommand.h"
 #include "inspect/columns.h"
 #include "record/pcapng.h"
 #include "record/perfetto.h"
@@ -225,6 +224,23 @@ int exportTo(const Options& options) {
   return writeOut(options, std::string(bytes.begin(), bytes.end()));
 }
 
+int recordOrShow(Options& options) {
+  const std::string mistake = mistakeIn(options);
+  if (!mistake.empty()) {
+    return cli::tellMistake(manual(), mistake);
+  }
+  if (options.isInfo) {
+    return showInfo(options);
+  }
+  if (options.isScenario) {
+    return writeScenario(options);
+  }
+  if (!options.format.empty()) {
+    return exportTo(options);
+  }
+  return options.isPrint || options.isJson ? print(options) : recordInto(options);
+}
+
 }  // namespace
 
 const cli::Manual& manual() {
@@ -257,32 +273,7 @@ const cli::Manual& manual() {
 }
 
 int run(const std::vector<std::string>& arguments) {
-  Options options;
-  CLI::App cli;
-  addOptions(cli, options);
-  int code = 0;
-  if (!cli::parse(manual(), cli, arguments, code)) {
-    return code;
-  }
-  const std::string mistake = mistakeIn(options);
-  if (!mistake.empty()) {
-    return cli::tellMistake(manual(), mistake);
-  }
-  try {
-    if (options.isInfo) {
-      return showInfo(options);
-    }
-    if (options.isScenario) {
-      return writeScenario(options);
-    }
-    if (!options.format.empty()) {
-      return exportTo(options);
-    }
-    return options.isPrint || options.isJson ? print(options) : recordInto(options);
-  } catch (const std::exception& error) {
-    fprintf(stderr, "linkapp record: %s\n", error.what());
-    return 1;
-  }
+  return cli::run(manual(), &addOptions, &recordOrShow, arguments);
 }
 
 }  // namespace record

@@ -2,11 +2,10 @@
 
 #include <chrono>
 #include <cstdio>
-#include <exception>
 #include <optional>
 #include <stdexcept>
 
-#include "cli/command_line.h"
+#include "cli/subcommand.h"
 #include "demo/private_settings.h"
 #include "demo/private_shm.h"
 #include "record/reader.h"
@@ -81,7 +80,11 @@ void tellResult(const Options& options, const Replayer& replayer, const std::vec
            .c_str());
 }
 
-int replay(const Options& options) {
+int replay(Options& options) {
+  const std::string mistake = mistakeIn(options);
+  if (!mistake.empty()) {
+    return cli::tellMistake(replayManual(), mistake);
+  }
   const Recording recording = readRecording(options.file);
   const Story story = tellStory(recording);
   if (recording.isDamaged() || story.missed != 0) {
@@ -150,23 +153,7 @@ const cli::Manual& replayManual() {
 }
 
 int runReplay(const std::vector<std::string>& arguments) {
-  Options options;
-  CLI::App cli;
-  addOptions(cli, options);
-  int code = 0;
-  if (!cli::parse(replayManual(), cli, arguments, code)) {
-    return code;
-  }
-  const std::string mistake = mistakeIn(options);
-  if (!mistake.empty()) {
-    return cli::tellMistake(replayManual(), mistake);
-  }
-  try {
-    return replay(options);
-  } catch (const std::exception& error) {
-    fprintf(stderr, "linkapp replay: %s\n", error.what());
-    return 1;
-  }
+  return cli::run(replayManual(), &addOptions, &replay, arguments);
 }
 
 }  // namespace record

@@ -4,10 +4,9 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <exception>
 #include <memory>
 
-#include "cli/command_line.h"
+#include "cli/subcommand.h"
 #include "demo/private_settings.h"
 #include "demo/private_shm.h"
 #include "scenario/bluetooth.h"
@@ -28,7 +27,8 @@ constexpr const char* kSmallScenario = R"(a small one:
 
 struct Options {
   std::string file;
-  Variables variables;
+  std::vector<std::string> definitions;
+  Variables variables;  // made of them
   bool isReverse = false;
   bool isJson = false;
   bool isCheck = false;
@@ -37,19 +37,19 @@ struct Options {
   std::string logs;
 };
 
-bool takeDefinitions(const std::vector<std::string>& definitions, Options& options, int& code) {
-  for (const std::string& definition : definitions) {
+// Empty, or the first definition that is none.
+std::string takeDefinitions(Options& options) {
+  for (const std::string& definition : options.definitions) {
     const std::size_t at = definition.find('=');
     if (at == 0 || at == std::string::npos) {
-      code = cli::tellMistake(manual(), "--define needs NAME=VALUE, not '" + definition + "'");
-      return false;
+      return "--define needs NAME=VALUE, not '" + definition + "'";
     }
     options.variables.emplace_back(definition.substr(0, at), definition.substr(at + 1));
   }
-  return true;
+  return "";
 }
 
-void addOptions(CLI::App& cli, Options& options, std::vector<std::string>& definitions) {
+void addOptions(CLI::App& cli, Options& options) {
   cli.add_option("FILE", options.file, "the scenario")->required();
   cli.add_flag("--reverse", options.isReverse, "start processes in reverse order");
   cli.add_flag("--check", options.isCheck, "only read the file");
@@ -59,22 +59,14 @@ void addOptions(CLI::App& cli, Options& options, std::vector<std::string>& defin
       ->type_name("FACTOR")
       ->check(cli::range(1, 1000));
   cli.add_option("--logs", options.logs, "a folder for what each process tells, as NAME.jsonl")->type_name("FOLDER");
-  cli.add_option("-D,--define", definitions, "what ${NAME} stands for in the file")
+  cli.add_option("-D,--define", options.definitions, "what ${NAME} stands for in the file")
       ->type_name("NAME=VALUE")
       ->allow_extra_args(false);
 }
 
 void describe(CLI::App& cli) {
   Options options;
-  std::vector<std::string> definitions;
-  addOptions(cli, options, definitions);
-}
-
-bool parseOptions(const std::vector<std::string>& arguments, Options& options, int& code) {
-  CLI::App cli;
-  std::vector<std::string> definitions;
-  addOptions(cli, options, definitions);
-  return cli::parse(manual(), cli, arguments, code) && takeDefinitions(definitions, options, code);
+  addOptions(cli, options);
 }
 
 // A /dev/shm for this run alone, or the machine's while nobody else uses it.
@@ -132,6 +124,21 @@ int runScenario(const Scenario& scenario, const Options& options) {
   return interrupt != 0 ? 128 + interrupt : failure.empty() ? 0 : 1;
 }
 
+int readAndRun(Options& options) {
+  const std::string wrong = takeDefinitions(options);
+  if (!wrong.empty()) {
+    return cli::tellMistake(manual(), wrong);
+  }
+  const TemporaryFolder folder;
+  Scenario scenario;
+  const std::string mistake = readScenario(options.file, folder, options.variables, {}, scenario);
+  if (!mistake.empty()) {
+    fprintf(stderr, "%s\n", mistake.c_str());
+    return 2;
+  }
+  return options.isCheck ? 0 : runScenario(scenario, options);
+}
+
 }  // namespace
 
 const cli::Manual& manual() {
@@ -159,24 +166,7 @@ const cli::Manual& manual() {
 }
 
 int run(const std::vector<std::string>& arguments) {
-  Options options;
-  int code = 0;
-  if (!parseOptions(arguments, options, code)) {
-    return code;
-  }
-  try {
-    const TemporaryFolder folder;
-    Scenario scenario;
-    const std::string mistake = readScenario(options.file, folder, options.variables, {}, scenario);
-    if (!mistake.empty()) {
-      fprintf(stderr, "%s\n", mistake.c_str());
-      return 2;
-    }
-    return options.isCheck ? 0 : runScenario(scenario, options);
-  } catch (const std::exception& error) {
-    fprintf(stderr, "linkapp scenario: %s\n", error.what());
-    return 1;
-  }
+  return cli::run(manual(), &addOptions, &readAndRun, arguments);
 }
 
 }  // namespace scenario
