@@ -7,6 +7,7 @@
 #include <chrono>
 #include <fstream>
 #include <future>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -164,6 +165,25 @@ TEST_F(SyncTest, ATimeOutLeavesTheLockWithItsHolder) {
   lock(sut);
   onAnotherThread([&sut] { return lock(sut, 0); });
   EXPECT_TRUE(unlock(sut));
+}
+
+// (ThreadSanitizer sees whether the former holder still touches the lock.)
+TEST_F(SyncTest, ALockWhoseWaiterGaveUpMayBeDestroyedByItsNextHolder) {
+  auto sut = std::make_unique<VQSync>();
+  lock(*sut);
+  ASSERT_FALSE(onAnotherThread([&sut] { return lock(*sut, 0); }));
+  std::atomic<bool> isFree{false};
+  std::thread next([&sut, &isFree] {
+    while (!isFree.load(std::memory_order_relaxed)) {
+      std::this_thread::yield();
+    }
+    EXPECT_TRUE(lock(*sut));
+    EXPECT_TRUE(unlock(*sut));
+    sut.reset();
+  });
+  EXPECT_TRUE(unlock(*sut));
+  isFree.store(true, std::memory_order_relaxed);  // orders nothing: only the lock does
+  next.join();
 }
 
 TEST_F(SyncTest, AnotherThreadsUnlockIsRefusedWithALogLine) {
