@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <fstream>
 #include <future>
 #include <memory>
 #include <string>
@@ -19,6 +18,7 @@
 
 namespace {
 
+using test_support::isAsleep;
 using test_support::waitUntil;
 
 // The analysis would want every path to give the lock back; these tests go where it may not.
@@ -33,13 +33,6 @@ bool unlock(VQSync& sut) VQ_NO_THREAD_SAFETY_ANALYSIS {
 template <class Function>
 auto onAnotherThread(Function function) {
   return std::async(std::launch::async, function).get();
-}
-
-bool isAsleep(long thread) {
-  std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
-  const std::string stat((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  const std::size_t name = stat.rfind(") ");
-  return name != std::string::npos && stat[name + 2] == 'S';
 }
 
 // A thread that takes the lock and gives it back. Made when it is waiting for it.
