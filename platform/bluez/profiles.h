@@ -33,7 +33,8 @@ class Profiles {
   void start(Bus& bus) { bus_ = &bus; }
   void stop();
 
-  // Offers the service. Waits for BlueZ's answer, some milliseconds; false where it refuses, with a log line.
+  // Offers the service. Waits for BlueZ's answer, some milliseconds, and 3 s at most where it hangs; false where it
+  // refuses or does not answer, with a log line.
   bool add(const std::string& uuid);
   // Takes it back, and waits likewise. BlueZ keeps links that are up. False where it was not offered.
   bool remove(const std::string& uuid);
