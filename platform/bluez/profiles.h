@@ -11,7 +11,7 @@
 
 #include "platform/bluez/bluez_objects.h"
 #include "platform/bluez/bus.h"
-#include "platform/bluez/descriptor.h"
+#include "platform/descriptor.h"
 
 namespace vqbluez {
 
@@ -21,7 +21,7 @@ class ProfileListener {
   virtual ~ProfileListener() = default;
 
   // A link is up. False refuses it.
-  virtual bool onNewConnection(const std::string& uuid, const std::string& device, Descriptor socket) = 0;
+  virtual bool onNewConnection(const std::string& uuid, const std::string& device, platform::Descriptor socket) = 0;
   // BlueZ is going to end the link.
   virtual void onDisconnection(const std::string& uuid, const std::string& device) = 0;
 };

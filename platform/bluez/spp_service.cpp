@@ -206,7 +206,7 @@ void SppService::deviceMayBeThere(std::optional<std::uint8_t> device) {
   }
 }
 
-bool SppService::onNewConnection(const std::string& uuid, const std::string& device, Descriptor socket) {
+bool SppService::onNewConnection(const std::string& uuid, const std::string& device, platform::Descriptor socket) {
   const auto number = devices_.numberForLink(device);
   if (!number) {
     logLine("a link of an unknown device is refused: %s", device.c_str());
