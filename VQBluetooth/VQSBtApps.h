@@ -4,6 +4,8 @@
 // at the first use, ended by VQSingletonFinalizer.
 // Threads: operations any, also from within a notice; they never wait for a remote device. All notices come from one
 // thread of the library's own (getSppInfomation may answer on the caller's thread), with no lock held.
+// Registering a UUID and its end wait for the head unit's own Bluetooth daemon, and all else here waits meanwhile; the
+// library on BlueZ does so for 3 s at most where that hangs, and for 2 s at the first use.
 // Results: true = accepted or done; the outcome of what takes time is a notice. false = refused, and nothing changed.
 // Without Bluetooth every operation returns false.
 // Device numbers are 0..254 and stay with a device over restarts. UUIDs are texts, compared without regard to case.

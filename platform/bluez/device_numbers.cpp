@@ -11,9 +11,14 @@
 
 #include <utility>
 
-#include "platform/bluez/descriptor.h"
 #include "platform/bluez/log.h"
+#include "platform/descriptor.h"
 #include "platform/state_folder.h"
+#include "platform/uninterrupted.h"
+
+using platform::Descriptor;
+using platform::uninterrupted;
+using platform::writeAll;
 
 namespace vqbluez {
 namespace {
@@ -45,11 +50,7 @@ int lockFolder(const std::string& path, Descriptor& folder) {
   if (!folder.isOpen()) {
     return errno;
   }
-  int result = 0;
-  do {
-    result = flock(folder.get(), LOCK_EX);
-  } while (result != 0 && errno == EINTR);
-  return result == 0 ? 0 : errno;
+  return uninterrupted([&folder] { return flock(folder.get(), LOCK_EX); }) == 0 ? 0 : errno;
 }
 
 int readFile(int folder, std::string& text) {
@@ -72,26 +73,16 @@ int readFile(int folder, std::string& text) {
   return EFBIG;
 }
 
-int writeAll(int fd, const std::string& text) {
-  std::size_t done = 0;
-  while (done < text.size()) {
-    const ssize_t count = write(fd, text.data() + done, text.size() - done);
-    if (count >= 0) {
-      done += static_cast<std::size_t>(count);
-    } else if (errno != EINTR) {
-      return errno;
-    }
-  }
-  return fsync(fd) == 0 ? 0 : errno;
-}
-
 // Readers see the old table or the new one, also after a loss of power.
 int replaceFile(int folder, const std::string& text) {
   const Descriptor aside(openat(folder, kAside, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, kFileMode));
   if (!aside.isOpen()) {
     return errno;
   }
-  const int error = writeAll(aside.get(), text);
+  int error = writeAll(aside.get(), text);
+  if (error == 0 && fsync(aside.get()) != 0) {
+    error = errno;
+  }
   if (error != 0) {
     unlinkat(folder, kAside, 0);
     return error;

@@ -3,7 +3,6 @@
 #include <errno.h>
 #include <poll.h>
 #include <pthread.h>
-#include <signal.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -13,6 +12,7 @@
 
 #include "platform/bluez/log.h"
 #include "platform/bluez/ofono_source.h"
+#include "platform/signals_blocked.h"
 
 namespace vqbluez {
 namespace {
@@ -57,22 +57,6 @@ void callObservers(VQSubject& subject, Notice& notice) {
       },
       notice);
 }
-
-// Signals are the application's threads' business.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_BLOCK, &all, &before_);
-  }
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
- private:
-  sigset_t before_{};
-};
 
 }  // namespace
 
@@ -155,7 +139,7 @@ void IoThread::start() {
 }
 
 void IoThread::startThread() {
-  const SignalsBlocked blocked;
+  const platform::SignalsBlocked blocked;
   thread_ = std::thread([this] { loop(); });
   pthread_setname_np(thread_.native_handle(), kThreadName);
 }

@@ -18,9 +18,9 @@
 
 #include "VQFramework/Observer/VQSubject.h"
 #include "platform/bluez/bluetooth.h"
-#include "platform/bluez/mutex.h"
 #include "platform/bluez/outbox.h"
 #include "platform/bluez/waker.h"
+#include "platform/mutex.h"
 
 namespace vqbluez {
 
@@ -40,6 +40,9 @@ class IoThread {
   bool run(const std::function<bool(Bluetooth& bluetooth)>& operation);
 
  private:
+  using Mutex = platform::Mutex<&platform::never>;  // a forked child is sent away before it comes here
+  using MutexLock = platform::MutexLock<Mutex>;
+
   IoThread() = default;
 
   bool isForkedChild() const;
@@ -55,7 +58,7 @@ class IoThread {
 
   std::atomic<pid_t> process_{0};  // that started the thread
   Mutex mutex_;
-  Condition ended_;  // a notice, or the thread
+  platform::Condition ended_;  // a notice, or the thread
   Waker waker_;
   std::optional<Bluetooth> bluetooth_ VQ_GUARDED_BY(mutex_);  // exists while the thread does
   std::thread thread_ VQ_GUARDED_BY(mutex_);

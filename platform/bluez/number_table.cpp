@@ -74,7 +74,7 @@ std::optional<std::uint8_t> NumberTable::give(const DeviceKey& device, const std
 
 bool NumberTable::see(const DeviceKey& device, Seconds now, Seconds grain) {
   const auto found = rows_.find(device);
-  if (found == rows_.end() || now - found->second.lastSeen < grain) {
+  if (found == rows_.end() || found->second.lastSeen > now - grain) {  // a file may hold any time
     return false;
   }
   found->second.lastSeen = now;

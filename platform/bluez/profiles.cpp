@@ -151,7 +151,7 @@ void Profiles::onNewConnection(const std::string& uuid, sd_bus_message* message)
     sd_bus_reply_method_errorf(message, "org.bluez.Error.Rejected", "not understood");
     return;
   }
-  Descriptor own(fcntl(socket, F_DUPFD_CLOEXEC, 3));  // the message's own is closed with it
+  platform::Descriptor own(fcntl(socket, F_DUPFD_CLOEXEC, 3));  // the message's own is closed with it
   if (!own.isOpen()) {
     logLine("cannot take a link: %s", strerror(errno));
     sd_bus_reply_method_errorf(message, "org.bluez.Error.Rejected", "no descriptor left");

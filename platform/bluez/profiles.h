@@ -11,7 +11,7 @@
 
 #include "platform/bluez/bluez_objects.h"
 #include "platform/bluez/bus.h"
-#include "platform/bluez/descriptor.h"
+#include "platform/descriptor.h"
 
 namespace vqbluez {
 
@@ -21,7 +21,7 @@ class ProfileListener {
   virtual ~ProfileListener() = default;
 
   // A link is up. False refuses it.
-  virtual bool onNewConnection(const std::string& uuid, const std::string& device, Descriptor socket) = 0;
+  virtual bool onNewConnection(const std::string& uuid, const std::string& device, platform::Descriptor socket) = 0;
   // BlueZ is going to end the link.
   virtual void onDisconnection(const std::string& uuid, const std::string& device) = 0;
 };
@@ -33,7 +33,8 @@ class Profiles {
   void start(Bus& bus) { bus_ = &bus; }
   void stop();
 
-  // Offers the service. Waits for BlueZ's answer, some milliseconds; false where it refuses, with a log line.
+  // Offers the service. Waits for BlueZ's answer, some milliseconds, and 3 s at most where it hangs; false where it
+  // refuses or does not answer, with a log line.
   bool add(const std::string& uuid);
   // Takes it back, and waits likewise. BlueZ keeps links that are up. False where it was not offered.
   bool remove(const std::string& uuid);

@@ -13,7 +13,7 @@ short SppLink::events() const {
   return static_cast<short>(reading | writing);
 }
 
-SppLink& SppLinks::open(const LinkKey& key, const std::string& device, Descriptor socket) {
+SppLink& SppLinks::open(const LinkKey& key, const std::string& device, platform::Descriptor socket) {
   links_.push_back(std::unique_ptr<SppLink>(new SppLink{++opened_, key, device, std::move(socket)}));
   return *links_.back();
 }
@@ -36,7 +36,7 @@ std::unique_ptr<SppLink> SppLinks::close(const LinkKey& key) {
   std::unique_ptr<SppLink> link = std::move(*found);
   links_.erase(found);
   shutdown(link->socket.get(), SHUT_RDWR);
-  link->socket = Descriptor();
+  link->socket = platform::Descriptor();
   return link;
 }
 

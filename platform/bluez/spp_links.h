@@ -10,9 +10,9 @@
 #include <memory>
 #include <vector>
 
-#include "platform/bluez/descriptor.h"
 #include "platform/bluez/link_key.h"
 #include "platform/bluez/send_queue.h"
+#include "platform/descriptor.h"
 
 namespace vqbluez {
 
@@ -22,7 +22,7 @@ struct SppLink {
   std::uint64_t id;
   LinkKey key;
   std::string device;  // D-Bus path
-  Descriptor socket;
+  platform::Descriptor socket;
   bool isTold = false;  // observers know that it is up. Nothing is read from it before
   SendQueue queue{kQueueLimit};
 
@@ -31,7 +31,7 @@ struct SppLink {
 
 class SppLinks {
  public:
-  SppLink& open(const LinkKey& key, const std::string& device, Descriptor socket);
+  SppLink& open(const LinkKey& key, const std::string& device, platform::Descriptor socket);
 
   SppLink* find(const LinkKey& key);
   SppLink* find(std::uint64_t id);

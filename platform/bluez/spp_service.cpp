@@ -206,7 +206,7 @@ void SppService::deviceMayBeThere(std::optional<std::uint8_t> device) {
   }
 }
 
-bool SppService::onNewConnection(const std::string& uuid, const std::string& device, Descriptor socket) {
+bool SppService::onNewConnection(const std::string& uuid, const std::string& device, platform::Descriptor socket) {
   const auto number = devices_.numberForLink(device);
   if (!number) {
     logLine("a link of an unknown device is refused: %s", device.c_str());
@@ -216,12 +216,12 @@ bool SppService::onNewConnection(const std::string& uuid, const std::string& dev
   if (connector_.isCancelled(key)) {
     return false;
   }
-  closeLink(key);  // BlueZ lets a device that lost its link come again before it notices
+  devices_.linkOpened(*number);  // first: a device that is not paired is forgotten with its last link
+  closeLink(key);                // BlueZ lets a device that lost its link come again before it notices
   links_.open(key, device, std::move(socket));
   asked_.erase(key);
   connector_.linkUp(key);
   auto_.linkUp(key);
-  devices_.linkOpened(*number);
   tellNewLinks();
   return true;
 }

@@ -53,7 +53,7 @@ class SppService final : private ProfileListener {
   std::optional<Time> nextDue() const;
 
  private:
-  bool onNewConnection(const std::string& uuid, const std::string& device, Descriptor socket) override;
+  bool onNewConnection(const std::string& uuid, const std::string& device, platform::Descriptor socket) override;
   void onDisconnection(const std::string& uuid, const std::string& device) override;
   void onConnectFailed(const LinkKey& key, const std::string& why);
 

@@ -1,7 +1,7 @@
 // Ends a poll that another thread is in.
 #pragma once
 
-#include "platform/bluez/descriptor.h"
+#include "platform/descriptor.h"
 
 namespace vqbluez {
 
@@ -15,7 +15,7 @@ class Waker {
   void clear() const;
 
  private:
-  Descriptor event_;
+  platform::Descriptor event_;
 };
 
 }  // namespace vqbluez

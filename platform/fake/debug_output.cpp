@@ -1,15 +1,16 @@
 #include "VQFramework/Debug/VQDbgOutput.h"
 
 #include <stdarg.h>
-#include <stdio.h>
 
 #include <string>
 #include <vector>
 
 #include "platform/fake/FakeFramework.h"
 #include "platform/fake/fake_state.h"
+#include "platform/inprocess/formatted.h"
 #include "platform/inprocess/mutex.h"
 
+using vqframework::formatted;
 using vqframework::Mutex;
 using vqframework::MutexLock;
 
@@ -36,18 +37,6 @@ void keep(const VQDbgRecord& record) {
     return;
   }
   log.lines.push_back({record.file, record.function, record.line, record.tag, record.isStdErr, record.text});
-}
-
-__attribute__((format(printf, 1, 0))) std::string formatted(const char* format, va_list arguments) {
-  va_list again;
-  va_copy(again, arguments);
-  const int length = vsnprintf(nullptr, 0, format, arguments);
-  std::vector<char> text(length < 0 ? 1 : static_cast<std::size_t>(length) + 1);
-  if (length >= 0) {
-    vsnprintf(text.data(), text.size(), format, again);
-  }
-  va_end(again);
-  return text.data();
 }
 
 }  // namespace

@@ -62,10 +62,20 @@ bool VQSync::State::wait(unsigned int timeout) {
   return isTaken;
 }
 
+// For a holder that finds the waiters' bit set.
 void VQSync::State::giveBack() {
-  const std::lock_guard<std::mutex> lock(mutex);
-  word.store(waiting != 0 ? kHasWaiters : 0, std::memory_order_release);
-  released.notify_one();
+  std::uintptr_t now = 0;
+  do {
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (waiting != 0) {
+      word.store(kHasWaiters, std::memory_order_release);
+      released.notify_one();
+      return;
+    }
+    // All have given up. The word is the last thing to be touched, then: nobody is kept from the lock by the mutex.
+    now = self();
+    word.store(now, std::memory_order_relaxed);
+  } while (!word.compare_exchange_strong(now, 0, std::memory_order_release, std::memory_order_relaxed));
 }
 
 VQSync::VQSync() : state_(new State) {}

@@ -16,9 +16,12 @@
 #include <cstdlib>
 #include <new>
 #include <string>
-#include <vector>
 
+#include "platform/inprocess/formatted.h"
 #include "platform/inprocess/mutex.h"
+#include "platform/uninterrupted.h"
+
+using platform::uninterrupted;
 
 namespace vqframework {
 namespace {
@@ -41,16 +44,6 @@ struct Output {
   int fd = STDERR_FILENO;
   const Output* parents = nullptr;  // in a forked child: the one it was copied from, never used again
 };
-
-// A signal handler that runs meanwhile loses no line.
-template <class Send>
-ssize_t uninterrupted(Send send) {
-  ssize_t result = 0;
-  do {
-    result = send();
-  } while (result == -1 && errno == EINTR);
-  return result;
-}
 
 // Where the log goes into a pipe that nobody reads any more the kernel would end the program. Held back for the write,
 // and taken away after it unless one was waiting before.
@@ -209,18 +202,6 @@ void emit(const VQDbgRecord& record) {
   if (target.place != Place::kOff) {
     writeLine(target, record);
   }
-}
-
-__attribute__((format(printf, 1, 0))) std::string formatted(const char* format, va_list arguments) {
-  va_list again;
-  va_copy(again, arguments);
-  const int length = vsnprintf(nullptr, 0, format, arguments);
-  std::vector<char> text(length < 0 ? 1 : static_cast<std::size_t>(length) + 1);
-  if (length >= 0) {
-    vsnprintf(text.data(), text.size(), format, again);
-  }
-  va_end(again);
-  return text.data();
 }
 
 // The log changes nothing for its caller: not the error number, and a line that finds no memory is dropped.

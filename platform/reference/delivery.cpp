@@ -2,7 +2,6 @@
 
 #include <pthread.h>
 #include <sched.h>
-#include <signal.h>
 
 #include <algorithm>
 #include <memory>
@@ -13,27 +12,12 @@
 #include "VQFramework/Debug/VQDbgOutput.h"
 #include "platform/inprocess/fork_state.h"
 #include "platform/reference/process_id.h"
+#include "platform/signals_blocked.h"
 
 namespace vqframework {
 namespace {
 
 constexpr const char* kLogFile = "VQFramework/SharedMemory/VQSharedMemNotifier";
-
-// Signals are the program's own threads' business: a handler that ran here would run between two messages.
-class AllSignalsBlocked {
- public:
-  AllSignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  AllSignalsBlocked(const AllSignalsBlocked&) = delete;
-  AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
-
- private:
-  sigset_t before_ = {};
-};
 
 // The delivery thread has nobody to tell that there is no memory: it tries again until there is.
 template <class Step>
@@ -85,7 +69,7 @@ void Delivery::followNew(MessageLog& log, const std::vector<std::uint32_t>& ids,
 
 bool Delivery::startThread(MessageLog& log, std::uint64_t position) {
   try {
-    const AllSignalsBlocked blocked;
+    const platform::SignalsBlocked blocked;
     std::thread([this, &log, position] { run(log, position); }).detach();
   } catch (const std::system_error& error) {
     VQDbgOutput::DbgPrint(kLogFile, "AddObserver", 0, 1, "no delivery thread: %s\n", error.what());

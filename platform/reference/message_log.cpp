@@ -1,7 +1,6 @@
 #include "platform/reference/message_log.h"
 
 #include <string.h>
-#include <time.h>
 
 #include <algorithm>
 #include <iterator>
@@ -11,6 +10,7 @@
 #include "VQFramework/Debug/VQDbgOutput.h"
 #include "platform/inprocess/mutex.h"
 #include "platform/reference/futex.h"
+#include "platform/reference/monotonic_time.h"
 #include "platform/reference/process_id.h"
 #include "platform/reference/robust_mutex.h"
 #include "platform/reference/wake_debt.h"
@@ -37,12 +37,6 @@ std::atomic<MessageLog*> openedLog{nullptr};  // never taken back: late destruct
 // The bit by which a process wakes its own receiver; others that share it wake for nothing.
 std::uint32_t kickBit() {
   return 1U << (kGroupCount + processId() % kGroupCount);
-}
-
-std::uint64_t monotonicNanoseconds() {
-  timespec now = {};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<std::uint64_t>(now.tv_sec) * 1000000000U + static_cast<std::uint64_t>(now.tv_nsec);
 }
 
 // Payloads are copied word by word through atomics: a reader may copy a slot while a poster overwrites it, and finds

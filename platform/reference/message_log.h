@@ -72,7 +72,8 @@ class MessageLog {
   // position: where a poster died between `head` and the word the two differ, and nobody could sleep.)
   std::uint32_t posted() const;
 
-  // How many receivers sleep, of all processes. Those that were killed asleep count until the others are up.
+  // How many receivers sleep, of all processes. Those that were killed asleep stay counted as long as the log is there,
+  // so it may be too high.
   std::uint32_t sleeperCount() const;
   // Processes that receive, as far as the table has room for them.
   std::uint32_t receiverCount() const;

@@ -3,12 +3,12 @@
 #include <sched.h>
 #include <stdlib.h>
 #include <string.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
 
 #include "VQFramework/Debug/VQDbgOutput.h"
+#include "platform/reference/monotonic_time.h"
 #include "platform/reference/pause.h"
 #include "platform/reference/process_id.h"
 
@@ -43,12 +43,6 @@ bool isWanted() {
   return false;
 }
 
-std::uint64_t nanoseconds() {
-  timespec now = {};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<std::uint64_t>(now.tv_sec) * 1'000'000'000U + static_cast<std::uint64_t>(now.tv_nsec);
-}
-
 std::uint32_t processorCount() {
   static const std::uint32_t count = static_cast<std::uint32_t>(std::max(sysconf(_SC_NPROCESSORS_ONLN), 1L));
   return count;
@@ -66,7 +60,7 @@ bool changesWhileLooking(const MessageLog& log, std::uint32_t posted) {
 
 }  // namespace
 
-Polling::Polling() : Polling(isWanted(), &sched_getcpu, &nanoseconds) {}
+Polling::Polling() : Polling(isWanted(), &sched_getcpu, &monotonicNanoseconds) {}
 
 void Polling::onMessage(const Message& message) {
   if (!isOn_) {

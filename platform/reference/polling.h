@@ -8,7 +8,8 @@
 // Whether that pays is seen from what happens. It begins once several messages in a row have come soon; it ends at once
 // when nothing came, or when a message was found late, since somebody else needed the processor. Where it ended before
 // it had paid, the next time takes twice as many messages to begin. It is never done while several receivers sleep, nor
-// on a processor of its own where there are more receivers than processors: others have work to do then.
+// on a processor of its own where there are more receivers than processors: others have work to do then. Receivers that
+// were killed asleep count as sleeping: two of them end it for everybody until the log is made anew.
 //
 // VQ_NOTIFIER_POLL=off, or auto, which is the default. Off where power matters more than microseconds.
 #pragma once

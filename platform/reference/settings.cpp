@@ -10,8 +10,14 @@
 
 #include "VQFramework/Debug/VQDbgOutput.h"
 #include "VQFramework/Settings/SaveFileAccessFactory.h"
+#include "platform/descriptor.h"
 #include "platform/inprocess/settings_store.h"
 #include "platform/state_folder.h"
+#include "platform/uninterrupted.h"
+
+using platform::Descriptor;
+using platform::uninterrupted;
+using platform::writeAll;
 
 template class VQSingleton<SaveFileAccessFactory>;
 
@@ -25,32 +31,7 @@ constexpr std::size_t kLongestText =
 constexpr mode_t kFileMode = 0664;
 constexpr mode_t kFolderMode = 0755;
 
-class Descriptor {
- public:
-  explicit Descriptor(int fd) : fd_(fd) {}
-  ~Descriptor() {
-    if (fd_ != -1) {
-      close(fd_);
-    }
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int get() const { return fd_; }
-
- private:
-  const int fd_;
-};
-
-// File systems that lie behind a network or another process answer so while signals come.
-template <class Call>
-int uninterrupted(const Call& call) {
-  int result = 0;
-  do {
-    result = call();
-  } while (result == -1 && errno == EINTR);
-  return result;
-}
-
+// File systems that lie behind a network or another process answer with EINTR while signals come.
 int openFile(const std::string& path, int flags, mode_t mode = 0) {
   return uninterrupted([&] { return open(path.c_str(), flags | O_CLOEXEC, mode); });
 }
@@ -74,19 +55,6 @@ int readAll(int fd, std::string& text) {
       return EFBIG;
     }
   }
-}
-
-int writeAll(int fd, const std::string& text) {
-  std::size_t done = 0;
-  while (done < text.size()) {
-    const ssize_t count = write(fd, text.data() + done, text.size() - done);
-    if (count >= 0) {
-      done += static_cast<std::size_t>(count);
-    } else if (errno != EINTR) {
-      return errno;
-    }
-  }
-  return 0;
 }
 
 int lockFolder(int fd) {

@@ -11,28 +11,16 @@
 #include <cstddef>
 #include <system_error>
 
+#include "platform/descriptor.h"
 #include "platform/inprocess/fork_state.h"
+#include "platform/uninterrupted.h"
+
+using platform::Descriptor;
 
 namespace vqframework {
 namespace {
 
 constexpr mode_t kMode = 0664;
-
-class Descriptor {
- public:
-  explicit Descriptor(int fd) : fd_(fd) {}
-  ~Descriptor() {
-    if (fd_ != -1) {
-      close(fd_);
-    }
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int get() const { return fd_; }
-
- private:
-  const int fd_;
-};
 
 std::string reason(const char* what, int error) {
   return std::string(what) + ": " + std::generic_category().message(error);
@@ -56,11 +44,7 @@ bool lockForSetup(int fd) {
   struct flock range = {};
   range.l_type = F_WRLCK;
   range.l_whence = SEEK_SET;
-  int result = 0;
-  do {
-    result = fcntl(fd, F_SETLKW, &range);
-  } while (result == -1 && errno == EINTR);
-  return result == 0;
+  return platform::uninterrupted([&] { return fcntl(fd, F_SETLKW, &range); }) == 0;
 }
 
 // Whether nothing is left to set up. Who may only read an object can hold a file lock on it, too: he must not be able

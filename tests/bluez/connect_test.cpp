@@ -220,6 +220,20 @@ TEST_F(ConnectTest, AnAnswerWithoutALinkIsTriedAgain) {
   EXPECT_EQ(sut->ask("problems"), "none");
 }
 
+// A device that is not paired is forgotten with its last link, but not between that and the next.
+TEST_F(ConnectTest, ALinkOfAPhoneThatIsNotPairedIsReplacedByItsNextOne) {
+  addPhone("paired=no");
+  HeadUnit sut;
+  EXPECT_TRUE(sut.does(kRegister));
+  order(std::string("connect ") + kPhone + " " + kUuid);
+  EXPECT_TRUE(sut.expect(link(0, kUuid, true)));
+  order(std::string("connect ") + kPhone + " " + kUuid);
+  EXPECT_TRUE(sut.expect(link(0, kUuid, false)));
+  EXPECT_TRUE(sut.expect(link(0, kUuid, true)));
+  EXPECT_TRUE(sut.does(std::string("send 0 ") + kUuid + " 10"));
+  EXPECT_EQ(sut.ask("problems"), "none");
+}
+
 TEST_F(ConnectTest, TwoProcessesHaveLinksToServicesOfTheirOwn) {
   addPhone("", (std::string(kUuid) + "," + kOtherUuid).c_str());
   const auto first = linkedHeadUnit();

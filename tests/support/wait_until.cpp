@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <string>
 
 namespace test_support {
 
@@ -28,6 +31,13 @@ bool waitUntil(const std::function<bool()>& condition, double seconds) {
     nanosleep(&nap, nullptr);
   }
   return true;
+}
+
+bool isAsleep(long thread) {
+  std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+  const std::string stat((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  const std::size_t name = stat.rfind(") ");
+  return name != std::string::npos && stat[name + 2] == 'S';
 }
 
 }  // namespace test_support

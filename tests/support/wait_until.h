@@ -28,6 +28,9 @@ inline const double kDeadline = 20 * kSlowness * slownessOfTool();
 // Looks at `condition` every now and then until it is true. False where it is not after `seconds`.
 [[nodiscard]] bool waitUntil(const std::function<bool()>& condition, double seconds = kDeadline);
 
+// Whether this thread of the process (its kernel number) waits for something.
+bool isAsleep(long thread);
+
 // Seconds of the monotonic clock.
 double monotonicSeconds();
 

@@ -112,13 +112,14 @@ iOSAppCommonClient::iOSAppCommonClient(const std::string& iAP1Name, const std::s
 
 iOSAppCommonClient::~iOSAppCommonClient() {
   connectStatusMem->RemoveObserver(connectStatusObserver);
+  // Before any endpoint ends: an observer that is told of data may launch and send.
+  for (iOSAppMemPack* pack : memPacks) {
+    pack->fromDevice->RemoveObserver(fromDeviceObserver);
+  }
   delete connectStatusObserver;
   delete connectStatusMem;
   delete appInfoMem;
 
-  for (iOSAppMemPack* pack : memPacks) {
-    pack->fromDevice->RemoveObserver(fromDeviceObserver);
-  }
   delete fromDeviceObserver;
   for (iOSAppMemPack* pack : memPacks) {
     destroyMemPack(pack);

@@ -40,6 +40,10 @@ iOSAppCommonServer::iOSAppCommonServer(unsigned int device)
 
 iOSAppCommonServer::~iOSAppCommonServer() {
   connectStatusMem->RemoveObserver(connectStatusObserver);
+  // Before any endpoint ends: an observer that is told of data may answer with a send result.
+  for (iOSAppMemPack* pack : memPacks) {
+    pack->fromHU->RemoveObserver(fromHUObserver);
+  }
   delete connectStatusObserver;
   delete connectStatusMem;
 
@@ -49,9 +53,6 @@ iOSAppCommonServer::~iOSAppCommonServer() {
   }
   delete appUtilObserver;
 
-  for (iOSAppMemPack* pack : memPacks) {
-    pack->fromHU->RemoveObserver(fromHUObserver);
-  }
   delete fromHUObserver;
   for (iOSAppMemPack* pack : memPacks) {
     destroyMemPack(pack);

@@ -1,15 +1,24 @@
 // iOSAppCommonClient's data path: sending, receiving, send results.
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
 #include <memory>
+#include <thread>
 
 #include "LinkAppCommon/iOSAppCommonClient.h"
 #include "between_reads.h"
 #include "channel_events.h"
 #include "channel_fixture.h"
 #include "libc_faults.h"
+#include "tests/support/wait_until.h"
 
 namespace {
 
+using test_support::isAsleep;
+using test_support::waitUntil;
 using testing::AllOf;
+using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -485,6 +494,30 @@ TEST_F(ClientData, ASendResultAfterADisconnectIsNotified) {
   handleStatus(*sut, resultMessage(1, kApp, 0));
   ASSERT_THAT(events->results, SizeIs(1));
   EXPECT_EQ(events->results[0].result, iosapp_def_::SENDRESULT_FAILURE);
+}
+
+TEST_F(ClientData, AnObserverThatIsRunningMayUseTheClientWhoseDestructionWaitsForIt) {
+  launch();
+  fillSlot(0, patternOf(10));
+  vqfake::deliverAll();
+  const iOSAppCommonDataNotify announcement = {1, kApp, 0};
+  vqfake::post(3, &announcement, sizeof(announcement));
+  iOSAppCommonClient& client = *sut;
+  std::atomic<long> destroyer{0};
+  std::thread destruction;
+  events->during = [&] {
+    destruction = std::thread([&] {
+      destroyer = syscall(SYS_gettid);
+      sut.reset();
+    });
+    ASSERT_TRUE(waitUntil([&] { return destroyer != 0 && isAsleep(destroyer); }));
+    ASSERT_THAT(vqfake::registrations(), Contains(ElementsAre(4U)));
+    PostedSince posted;
+    client.launch(1, iosapp_def_::APPLAUNCH_WITH_USER_ALERT);
+    EXPECT_EQ(posted.single().id, 4U);
+  };
+  vqfake::deliverAll();
+  destruction.join();
 }
 
 }  // namespace

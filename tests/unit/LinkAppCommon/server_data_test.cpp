@@ -1,15 +1,24 @@
 // iOSAppCommonServer's data path: the ring from the device, the ring from the head unit, send results.
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
 #include <memory>
+#include <thread>
 
 #include "LinkAppCommon/iOSAppCommonServer.h"
 #include "between_reads.h"
 #include "channel_events.h"
 #include "channel_fixture.h"
 #include "libc_faults.h"
+#include "tests/support/wait_until.h"
 
 namespace {
 
+using test_support::isAsleep;
+using test_support::waitUntil;
 using testing::AllOf;
+using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -373,6 +382,28 @@ TEST_F(ServerData, ASendResultOfAnotherDeviceCarriesItsId) {
   PostedSince posted;
   sut->notifySendResult(kSession, iosapp_def_::SENDRESULT_SUCCESS);
   EXPECT_EQ(wordAt(posted.single(), 4), 2U);
+}
+
+TEST_F(ServerData, AnObserverThatIsRunningMayUseTheServerWhoseDestructionWaitsForIt) {
+  fillSlot(0, patternOf(10));
+  const iOSAppCommonDataNotify announcement = {1, kApp, 0};
+  vqfake::post(2, &announcement, sizeof(announcement));
+  iOSAppCommonServer& server = *sut;
+  std::atomic<long> destroyer{0};
+  std::thread destruction;
+  events->during = [&] {
+    destruction = std::thread([&] {
+      destroyer = syscall(SYS_gettid);
+      sut.reset();
+    });
+    ASSERT_TRUE(waitUntil([&] { return destroyer != 0 && isAsleep(destroyer); }));
+    ASSERT_THAT(vqfake::registrations(), Contains(ElementsAre(4U)));
+    PostedSince posted;
+    server.notifySendResult(kSession, iosapp_def_::SENDRESULT_SUCCESS);
+    EXPECT_EQ(posted.single().id, 4U);
+  };
+  vqfake::deliverAll();
+  destruction.join();
 }
 
 }  // namespace

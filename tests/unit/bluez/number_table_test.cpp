@@ -94,4 +94,9 @@ TEST(NumberTable, NotesThatADeviceWasSeenNoOftenerThanAsked) {
   EXPECT_FALSE(sut.see(device(2), 5000, 0));
 }
 
+TEST(NumberTable, TakesTheFarthestPastOfADamagedFileForLongAgo) {
+  NumberTable sut = NumberTable::parse("A B 0 -9223372036854775808\n");
+  EXPECT_TRUE(sut.see({"A", "B"}, 5000, 100));
+}
+
 }  // namespace

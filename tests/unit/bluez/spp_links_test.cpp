@@ -8,7 +8,7 @@
 
 namespace {
 
-using vqbluez::Descriptor;
+using platform::Descriptor;
 using vqbluez::LinkKey;
 using vqbluez::SppLink;
 using vqbluez::SppLinks;

@@ -5,8 +5,8 @@
 
 #include <atomic>
 #include <chrono>
-#include <fstream>
 #include <future>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -18,6 +18,7 @@
 
 namespace {
 
+using test_support::isAsleep;
 using test_support::waitUntil;
 
 // The analysis would want every path to give the lock back; these tests go where it may not.
@@ -32,13 +33,6 @@ bool unlock(VQSync& sut) VQ_NO_THREAD_SAFETY_ANALYSIS {
 template <class Function>
 auto onAnotherThread(Function function) {
   return std::async(std::launch::async, function).get();
-}
-
-bool isAsleep(long thread) {
-  std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
-  const std::string stat((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  const std::size_t name = stat.rfind(") ");
-  return name != std::string::npos && stat[name + 2] == 'S';
 }
 
 // A thread that takes the lock and gives it back. Made when it is waiting for it.
@@ -164,6 +158,25 @@ TEST_F(SyncTest, ATimeOutLeavesTheLockWithItsHolder) {
   lock(sut);
   onAnotherThread([&sut] { return lock(sut, 0); });
   EXPECT_TRUE(unlock(sut));
+}
+
+// (ThreadSanitizer sees whether the former holder still touches the lock.)
+TEST_F(SyncTest, ALockWhoseWaiterGaveUpMayBeDestroyedByItsNextHolder) {
+  auto sut = std::make_unique<VQSync>();
+  lock(*sut);
+  ASSERT_FALSE(onAnotherThread([&sut] { return lock(*sut, 0); }));
+  std::atomic<bool> isFree{false};
+  std::thread next([&sut, &isFree] {
+    while (!isFree.load(std::memory_order_relaxed)) {
+      std::this_thread::yield();
+    }
+    EXPECT_TRUE(lock(*sut));
+    EXPECT_TRUE(unlock(*sut));
+    sut.reset();
+  });
+  EXPECT_TRUE(unlock(*sut));
+  isFree.store(true, std::memory_order_relaxed);  // orders nothing: only the lock does
+  next.join();
 }
 
 TEST_F(SyncTest, AnotherThreadsUnlockIsRefusedWithALogLine) {

@@ -5,10 +5,11 @@
 
 #include <utility>
 
-namespace vqbluez {
+namespace platform {
 
 class Descriptor {
  public:
+  // -1 = none. The descriptor is taken over.
   explicit Descriptor(int fd = -1) : fd_(fd) {}
   ~Descriptor() {
     if (fd_ != -1) {
@@ -28,4 +29,4 @@ class Descriptor {
   int fd_;
 };
 
-}  // namespace vqbluez
+}  // namespace platform
