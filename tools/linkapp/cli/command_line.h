@@ -25,9 +25,6 @@ bool parse(const Manual& manual, CLI::App& app, const std::vector<std::string>& 
 // Tells a mistake that parse() cannot find; gives exit code 2.
 int tellMistake(const Manual& manual, const std::string& mistake);
 
-// "--name" of each option that has a long name.
-std::vector<std::string> optionNames(const CLI::App& app);
-
 // "--name NAME", "-D, --define NAME=VALUE", "FILE"; and "linkapp phone [OPTIONS]".
 std::string usageOf(const CLI::Option& option);
 std::string usageOf(const Manual& manual, const CLI::App& app);
