@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "scenario/source.h"
+#include "tests/support/wait_until.h"
 #include "tests/tool/control_client.h"
 #include "tests/tool/tool_process.h"
 
@@ -108,9 +109,11 @@ TEST_P(AppThatWaitsInVain, ends_with_1_and_says_for_what) {
   if (!GetParam().first.empty()) {
     startPhone(GetParam().first);
   }
-  const Ran app = runShell(LINKAPP_TOOL " app --json --send hello --expect 1 --patience 300ms 2>&1");
+  // Long enough for every step before the one that does not come.
+  const std::string patience = std::to_string(static_cast<int>(test_support::kSlowness)) + "s";
+  const Ran app = runShell(LINKAPP_TOOL " app --json --send hello --expect 1 --patience " + patience + " 2>&1");
   EXPECT_EQ(app.code, 1);
-  EXPECT_THAT(app.lines, Contains("linkapp app: nothing has happened for 300ms: " + GetParam().second));
+  EXPECT_THAT(app.lines, Contains("linkapp app: nothing has happened for " + patience + ": " + GetParam().second));
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, AppThatWaitsInVain,
