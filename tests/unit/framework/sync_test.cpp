@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <fstream>
 #include <future>
 #include <string>
 #include <thread>
@@ -14,6 +13,7 @@
 #include "VQFramework/Sync/VQSync.h"
 #include "platform/fake/FakeFramework.h"
 #include "platform/inprocess/fork_state.h"
+#include "tests/conformance/worker.h"
 #include "tests/support/wait_until.h"
 
 namespace {
@@ -34,13 +34,6 @@ auto onAnotherThread(Function function) {
   return std::async(std::launch::async, function).get();
 }
 
-bool isAsleep(long thread) {
-  std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
-  const std::string stat((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  const std::size_t name = stat.rfind(") ");
-  return name != std::string::npos && stat[name + 2] == 'S';
-}
-
 // A thread that takes the lock and gives it back. Made when it is waiting for it.
 class Waiter {
  public:
@@ -51,7 +44,7 @@ class Waiter {
           sawRelease_ = isReleased_.load();
           return isTaken && unlock(sut);
         })) {
-    isWaiting_ = waitUntil([this] { return thread_ != 0 && isAsleep(thread_); });
+    isWaiting_ = waitUntil([this] { return thread_ != 0 && conformance::isAsleep(thread_); });
   }
   bool isWaiting() const { return isWaiting_; }
   void noteRelease() { isReleased_ = true; }
