@@ -13,6 +13,7 @@
 #include <sstream>
 
 #include "tests/inspect/inspect_fixture.h"
+#include "tests/support/interruption.h"
 #include "tests/support/wait_until.h"
 #include "tests/tool/tool_process.h"
 
@@ -84,7 +85,7 @@ class Again : public InspectTest {
   }
 
   loop::Loop loop_;
-  loop::Signals signals_{loop_, [](int) {}};
+  loop::Signals signals_{loop_, &test_support::endBy};
   std::string folder_;
 };
 

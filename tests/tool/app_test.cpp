@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "scenario/source.h"
+#include "tests/support/interruption.h"
 #include "tests/support/wait_until.h"
 #include "tests/tool/control_client.h"
 #include "tests/tool/tool_process.h"
@@ -46,7 +47,7 @@ class App : public testing::Test {
 
   scenario::TemporaryFolder folder_;
   loop::Loop loop_;
-  loop::Signals signals_{loop_, [](int) {}};
+  loop::Signals signals_{loop_, &test_support::endBy};
   std::unique_ptr<ToolProcess> phone_;
 };
 

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "scenario/source.h"
+#include "tests/support/interruption.h"
 #include "tests/tool/control_client.h"
 #include "tests/tool/tool_process.h"
 
@@ -32,7 +33,7 @@ class ControlSocket : public testing::Test {
   scenario::TemporaryFolder folder_;
   const std::string path_;
   loop::Loop loop_;
-  loop::Signals signals_{loop_, [](int) {}};
+  loop::Signals signals_{loop_, &test_support::endBy};
   std::unique_ptr<ToolProcess> phone_;
 };
 

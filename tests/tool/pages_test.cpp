@@ -10,6 +10,7 @@
 
 #include "app/commands.h"
 #include "phone/commands.h"
+#include "tests/support/interruption.h"
 #include "tests/tool/tool_process.h"
 
 namespace {
@@ -45,7 +46,7 @@ class Pages : public testing::Test {
   }
 
   loop::Loop loop_;
-  loop::Signals signals_{loop_, [](int) {}};
+  loop::Signals signals_{loop_, &test_support::endBy};
 };
 
 class PagesOfSubcommand : public Pages, public testing::WithParamInterface<std::string> {};

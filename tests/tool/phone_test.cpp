@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "tests/support/child.h"
+#include "tests/support/interruption.h"
 #include "tests/tool/tool_process.h"
 
 namespace {
@@ -33,7 +34,7 @@ class Phone : public testing::Test {
   }
 
   loop::Loop loop_;
-  loop::Signals signals_{loop_, [](int) {}};
+  loop::Signals signals_{loop_, &test_support::endBy};
   std::unique_ptr<ToolProcess> phone_;
   std::unique_ptr<Child> client_;
 };

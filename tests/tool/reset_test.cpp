@@ -5,6 +5,7 @@
 
 #include <memory>
 
+#include "tests/support/interruption.h"
 #include "tests/tool/tool_process.h"
 
 namespace {
@@ -39,7 +40,7 @@ class Reset : public testing::Test {
   }
 
   loop::Loop loop_;
-  loop::Signals signals_{loop_, [](int) {}};
+  loop::Signals signals_{loop_, &test_support::endBy};
 };
 
 TEST_F(Reset, has_nothing_to_do_where_there_is_no_channel) {

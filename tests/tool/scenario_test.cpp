@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "scenario/source.h"
+#include "tests/support/interruption.h"
 #include "tests/tool/tool_process.h"
 
 namespace {
@@ -29,7 +30,7 @@ class ScenarioRun : public testing::Test {
 
   scenario::TemporaryFolder folder_;
   loop::Loop loop_;
-  loop::Signals signals_{loop_, [](int) {}};
+  loop::Signals signals_{loop_, &test_support::endBy};
   Ran ran_;
 };
 

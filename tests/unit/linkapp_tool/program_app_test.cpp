@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include "tests/support/interruption.h"
 #include "tests/support/wait_until.h"
 #include "tests/unit/linkapp_tool/fake_session.h"
 
@@ -30,7 +31,7 @@ class ProgramApp : public testing::Test {
   }
 
   loop::Loop loop_;
-  loop::Signals signals_{loop_, [](int) {}};
+  loop::Signals signals_{loop_, &test_support::endBy};
   FakeSession session_;
   std::unique_ptr<phone::ProgramHost> host_;
   std::unique_ptr<phone::App> sut_;
