@@ -1,16 +1,14 @@
 // `linkapp app` beside a `linkapp phone`, as real processes.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 
 #include <fstream>
 #include <memory>
 
 #include "scenario/source.h"
-#include "tests/support/interruption.h"
 #include "tests/support/wait_until.h"
 #include "tests/tool/control_client.h"
-#include "tests/tool/tool_process.h"
+#include "tests/tool/tool_fixture.h"
 
 namespace {
 
@@ -20,7 +18,7 @@ using testing::Not;
 
 using Arguments = std::vector<std::string>;
 
-class App : public testing::Test {
+class App : public ToolTest {
  public:
   void startPhone(const Arguments& arguments = {"--do", "plug usb"}) {
     Arguments all = {"phone", "--json"};
@@ -46,8 +44,6 @@ class App : public testing::Test {
   Ran runShell(const std::string& command) { return runProgram(loop_, signals_, {"sh", "-c", command}); }
 
   scenario::TemporaryFolder folder_;
-  loop::Loop loop_;
-  loop::Signals signals_{loop_, &test_support::endBy};
   std::unique_ptr<ToolProcess> phone_;
 };
 

@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
 
@@ -7,15 +6,14 @@
 #include <memory>
 
 #include "scenario/source.h"
-#include "tests/support/interruption.h"
 #include "tests/tool/control_client.h"
-#include "tests/tool/tool_process.h"
+#include "tests/tool/tool_fixture.h"
 
 namespace {
 
 using testing::HasSubstr;
 
-class ControlSocket : public testing::Test {
+class ControlSocket : public ToolTest {
  public:
   ControlSocket() : path_(folder_.path() + "/phone.sock") {
     phone_ =
@@ -32,8 +30,6 @@ class ControlSocket : public testing::Test {
 
   scenario::TemporaryFolder folder_;
   const std::string path_;
-  loop::Loop loop_;
-  loop::Signals signals_{loop_, &test_support::endBy};
   std::unique_ptr<ToolProcess> phone_;
 };
 

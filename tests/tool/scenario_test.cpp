@@ -1,19 +1,17 @@
 // How scenarios fail. That they succeed is shown by those in tests/scenarios.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <fstream>
 
 #include "scenario/source.h"
-#include "tests/support/interruption.h"
-#include "tests/tool/tool_process.h"
+#include "tests/tool/tool_fixture.h"
 
 namespace {
 
 using testing::HasSubstr;
 using testing::StartsWith;
 
-class ScenarioRun : public testing::Test {
+class ScenarioRun : public ToolTest {
  public:
   // What went wrong, as the JSON result tells it; empty where nothing did.
   std::string run(const std::string& source, const std::vector<std::string>& options = {}) {
@@ -29,8 +27,6 @@ class ScenarioRun : public testing::Test {
   }
 
   scenario::TemporaryFolder folder_;
-  loop::Loop loop_;
-  loop::Signals signals_{loop_, &test_support::endBy};
   Ran ran_;
 };
 
