@@ -56,7 +56,7 @@ class ProductServer {
   void send(unsigned short session, const void* data, unsigned int size) {
     server_.sendDataFromDevice(session, static_cast<const unsigned char*>(data), size);
   }
-  // Of the app that is registered under this name, as makeApp names them.
+  // Of the app that is registered with this number. Throws where it is not registered.
   unsigned short sessionOf(unsigned int app);
 
  private:

@@ -3,8 +3,7 @@
 // Workloads: a client sends, a server sends the same bytes back, one message under way.
 //   round trip   one after the other; 1, 64, 1024 and 4096 bytes
 //   burst        30 of 64 bytes, then 10 ms of silence, over and over: whoever looks for messages before it sleeps
-//   shows
-//                here whether it stops when none come
+//                shows here whether it stops when none come
 // Figures: p50, p99 and p99.9 of one round's trips, in microseconds; CPU and context switches of a trip, and CPU of a
 // silence, of all processes together.
 // "20 apps": 19 more applications are registered; they live in one process and have nothing to do.

@@ -19,6 +19,7 @@
 namespace {
 
 using conformance::Recorder;
+using test_support::answer;
 using test_support::Child;
 using test_support::hear;
 using test_support::say;
@@ -34,17 +35,17 @@ bool notify(VQSharedMemNotifier& notifier, unsigned int id, const std::string& p
   return notifier.NotifyDataUpdate(id, payload.data(), static_cast<unsigned int>(payload.size()));
 }
 
-// Takes the lock as often as its argument says, and keeps it until it is told to end.
+// Takes the lock as often as its argument says, and gives it back once for each line that it hears.
 TEST_ROLE(conformance_holder) VQ_NO_THREAD_SAFETY_ANALYSIS {
   const VQSharedSyncObject lock(kLockName);
   say("wants it");
   for (int i = std::stoi(args.at(0)); i > 0; --i) {
     lock.lock();
   }
-  say("has it");
-  test_support::waitForParent();
-  for (int i = std::stoi(args.at(0)); i > 0; --i) {
+  answer("has it");
+  while (hear()) {
     lock.unlock();
+    answer("gave it back");
   }
   return 0;
 }
@@ -103,36 +104,45 @@ TEST_ROLE(conformance_writer) {
   return 0;
 }
 
-TEST(SharedLockOfProcesses, KeepsAnotherProcessOutUntilTheOutermostUnlock) {
+class SharedLockOfProcesses : public testing::Test {
+ protected:
+  static void expectHasIt(Child& child) { ASSERT_TRUE(child.expect("wants it") && child.expectAnswer("has it")); }
+  static void expectWaits(Child& child) {
+    ASSERT_TRUE(waitUntil([&child] { return child.isAsleep(); }));
+    EXPECT_FALSE(child.hasAnswered());
+  }
+};
+
+TEST_F(SharedLockOfProcesses, KeepsAnotherProcessOutUntilTheOutermostUnlock) {
   Child holder("conformance_holder", {"2"});
-  ASSERT_TRUE(holder.expect("wants it") && holder.expect("has it"));
+  expectHasIt(holder);
   Child waiter("conformance_holder", {"1"});
   ASSERT_TRUE(waiter.expect("wants it"));
-  EXPECT_TRUE(waitUntil([&waiter] { return waiter.isAsleep(); }));
-  EXPECT_EQ(holder.finish(), 0);
-  ASSERT_TRUE(waiter.expect("has it"));
-  EXPECT_EQ(waiter.finish(), 0);
+  expectWaits(waiter);
+  EXPECT_EQ(holder.ask("unlock"), "gave it back");
+  expectWaits(waiter);
+  EXPECT_EQ(holder.ask("unlock"), "gave it back");
+  EXPECT_TRUE(waiter.expectAnswer("has it"));
 }
 
-TEST(SharedLockOfProcesses, PassesOnToTheNextWhenItsHolderIsKilled) {
+TEST_F(SharedLockOfProcesses, PassesOnToTheNextWhenItsHolderIsKilled) {
   Child holder("conformance_holder", {"1"});
-  ASSERT_TRUE(holder.expect("wants it") && holder.expect("has it"));
+  expectHasIt(holder);
   holder.kill();
   Child next("conformance_holder", {"1"});
-  ASSERT_TRUE(next.expect("wants it"));
-  ASSERT_TRUE(next.expect("has it"));
-  EXPECT_EQ(next.finish(), 0);
+  ASSERT_NO_FATAL_FAILURE(expectHasIt(next));
+  EXPECT_EQ(next.ask("unlock"), "gave it back");
 }
 
-TEST(SharedLockOfProcesses, PassesOnToAWaiterWhenItsHolderIsKilledInside) {
+TEST_F(SharedLockOfProcesses, PassesOnToAWaiterWhenItsHolderIsKilledInside) {
   Child holder("conformance_holder", {"3"});
-  ASSERT_TRUE(holder.expect("wants it") && holder.expect("has it"));
+  expectHasIt(holder);
   Child waiter("conformance_holder", {"1"});
   ASSERT_TRUE(waiter.expect("wants it"));
-  EXPECT_TRUE(waitUntil([&waiter] { return waiter.isAsleep(); }));
+  expectWaits(waiter);
   holder.kill();
-  ASSERT_TRUE(waiter.expect("has it"));
-  EXPECT_EQ(waiter.finish(), 0);
+  ASSERT_TRUE(waiter.expectAnswer("has it"));
+  EXPECT_EQ(waiter.ask("unlock"), "gave it back");
 }
 
 TEST(NotifierOfProcesses, DeliversToEveryProcessItsSendersIncluded) {

@@ -22,10 +22,6 @@ void stopClock() {
   stands = true;
 }
 
-void straightenClock() {
-  bendClock(0);
-}
-
 bool wasAnotherClockUsed() {
   return wasAnother;
 }

@@ -5,10 +5,9 @@
 
 namespace faults {
 
-// What the clock does from now on: seconds ahead or behind, or it stands still at 0.
+// What the clock does from now on: seconds ahead or behind, 0 for neither, or it stands still at 0.
 void bendClock(long seconds);
 void stopClock();
-void straightenClock();
 
 // Whether a watched thread has asked for, or waited by, any clock but the monotonic one.
 bool wasAnotherClockUsed();

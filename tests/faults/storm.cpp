@@ -1,7 +1,6 @@
 #include "tests/faults/storm.h"
 
 #include <signal.h>
-#include <stdio.h>
 #include <sys/time.h>
 #include <time.h>
 #include <unistd.h>
@@ -9,6 +8,7 @@
 #include <atomic>
 #include <cstdlib>
 
+#include "tests/process/shared_page.h"
 #include "tests/support/wait_until.h"
 
 namespace storm {
@@ -16,10 +16,11 @@ namespace {
 
 constexpr long kPeriod = static_cast<long>(test_support::kSlowness) * 200'000;  // nanoseconds, of each kind
 
-std::atomic<unsigned long> count{0};
+// In /dev/shm, where the test looks at it.
+std::atomic<std::uint32_t>* count = nullptr;
 
 void onSignal(int /*number*/) {
-  count.fetch_add(1, std::memory_order_relaxed);
+  count->fetch_add(1, std::memory_order_relaxed);
 }
 
 void handle(int number) {
@@ -42,21 +43,24 @@ void beginTimer(int number, long period) {
   }
 }
 
-void tellCount() {
-  dprintf(STDERR_FILENO, "storm: %lu signals\n", signals());
-}
-
 // Processes that a test has started so are in the storm from their first moment on.
 __attribute__((constructor)) void beginWhereTold() {
   if (getenv("LINKAPP_STORM") != nullptr) {
     begin();
-    atexit(&tellCount);
   }
 }
 
 }  // namespace
 
+std::string countOf(pid_t process) {
+  return "storm." + std::to_string(process);
+}
+
 void begin() {
+  count = static_cast<std::atomic<std::uint32_t>*>(mapSharedPage(countOf(getpid()), sizeof *count));
+  if (count == nullptr) {
+    abort();
+  }
   // Periods without a common measure: the kinds meet in every order.
   beginTimer(SIGUSR1, kPeriod);
   beginTimer(SIGUSR2, kPeriod * 13 / 11);
@@ -67,8 +71,8 @@ void begin() {
   setitimer(ITIMER_VIRTUAL, &processor, nullptr);
 }
 
-unsigned long signals() {
-  return count.load(std::memory_order_relaxed);
+std::uint32_t signals() {
+  return count->load(std::memory_order_relaxed);
 }
 
 }  // namespace storm

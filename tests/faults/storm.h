@@ -2,12 +2,19 @@
 // interrupt.
 #pragma once
 
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+
 namespace storm {
 
 // From now on, for the whole life of the process.
 void begin();
 
 // How many have come so far.
-unsigned long signals();
+std::uint32_t signals();
+// The object in /dev/shm whose first word says it of that process.
+std::string countOf(pid_t process);
 
 }  // namespace storm

@@ -11,6 +11,7 @@
 
 #include "tests/inspect/inspect_fixture.h"
 #include "tests/support/child.h"
+#include "tests/support/interruption.h"
 #include "tests/tool/tool_process.h"
 
 // An environment variable as long as it lives.
@@ -62,7 +63,7 @@ class Bench : public InspectTest {
   std::string folder_;
   std::vector<std::unique_ptr<Environment>> environment_;
   loop::Loop loop_;
-  loop::Signals signals_{loop_, [](int) {}};
+  loop::Signals signals_{loop_, &test_support::endBy};
   std::vector<std::unique_ptr<ToolProcess>> tools_;
   std::vector<std::unique_ptr<test_support::Child>> children_;
   std::unique_ptr<loop::Process::Listener> blueZListener_;

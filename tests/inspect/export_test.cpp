@@ -12,6 +12,7 @@
 #include <set>
 
 #include "tests/inspect/inspect_fixture.h"
+#include "tests/support/interruption.h"
 #include "tests/tool/tool_process.h"
 
 namespace {
@@ -69,7 +70,7 @@ class Export : public InspectTest {
   }
 
   loop::Loop loop_;
-  loop::Signals signals_{loop_, [](int) {}};
+  loop::Signals signals_{loop_, &test_support::endBy};
   std::string folder_;
 };
 

@@ -18,6 +18,7 @@
 #include "tests/access/users.h"
 #include "tests/inspect/inspect_fixture.h"
 #include "tests/support/child.h"
+#include "tests/support/interruption.h"
 #include "tests/support/wait_until.h"
 #include "tests/tool/tool_process.h"
 #include "text/pattern.h"
@@ -69,7 +70,7 @@ class Status : public InspectTest {
   }
 
   loop::Loop loop_;
-  loop::Signals signals_{loop_, [](int) {}};
+  loop::Signals signals_{loop_, &test_support::endBy};
   std::unique_ptr<ToolProcess> phone_;
   std::unique_ptr<ToolProcess> app_;
 };

@@ -9,6 +9,7 @@
 #include "inspect/snapshot.h"
 #include "tests/inspect/inspect_fixture.h"
 #include "tests/support/child.h"
+#include "tests/support/interruption.h"
 #include "tests/support/wait_until.h"
 #include "tests/tool/terminal_tool.h"
 #include "tests/tool/tool_process.h"
@@ -73,7 +74,7 @@ class Monitor : public InspectTest {
   }
 
   loop::Loop loop_;
-  loop::Signals signals_{loop_, [](int) {}};
+  loop::Signals signals_{loop_, &test_support::endBy};
   std::unique_ptr<ToolProcess> phone_;
 };
 

@@ -15,6 +15,7 @@
 #include "record/writer.h"
 #include "tests/inspect/inspect_fixture.h"
 #include "tests/support/child.h"
+#include "tests/support/interruption.h"
 #include "tests/support/wait_until.h"
 #include "tests/tool/tool_process.h"
 #include "text/pattern.h"
@@ -76,7 +77,7 @@ class Record : public InspectTest {
   }
 
   loop::Loop loop_;
-  loop::Signals signals_{loop_, [](int) {}};
+  loop::Signals signals_{loop_, &test_support::endBy};
   std::unique_ptr<ToolProcess> phone_;
   std::string folder_;
   std::string file_;

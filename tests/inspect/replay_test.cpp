@@ -13,6 +13,7 @@
 #include <sstream>
 
 #include "tests/inspect/inspect_fixture.h"
+#include "tests/support/interruption.h"
 #include "tests/support/wait_until.h"
 #include "tests/tool/tool_process.h"
 
@@ -84,7 +85,7 @@ class Again : public InspectTest {
   }
 
   loop::Loop loop_;
-  loop::Signals signals_{loop_, [](int) {}};
+  loop::Signals signals_{loop_, &test_support::endBy};
   std::string folder_;
 };
 
@@ -180,8 +181,9 @@ class ReplayOfOne : public Again {
     ASSERT_EQ(recorder->awaitEnd(), 0);
     test_support::clearShm();
   }
-  Ran replayTo(const Arguments& application) {
-    ToolProcess replay(loop_, signals_, {"replay", path("x.rec"), "--patience", "3s"});
+  static std::string inSeconds(double time) { return std::to_string(static_cast<int>(time)) + "s"; }
+  Ran replayTo(const Arguments& application, double patience = test_support::kDeadline) {
+    ToolProcess replay(loop_, signals_, {"replay", path("x.rec"), "--patience", inSeconds(patience)});
     ToolProcess app(loop_, signals_, application);
     Ran ran;
     ran.code = replay.awaitEnd();
@@ -201,14 +203,16 @@ TEST_F(ReplayOfOne, is_content_with_an_application_of_the_users_own_that_does_th
 
 TEST_F(ReplayOfOne, tells_what_an_application_does_differently) {
   ASSERT_NO_FATAL_FAILURE(recordSession());
-  const Ran other = replayTo({"app", "--name", "navi", "--send", "goodbye", "--expect", "1"});
+  constexpr double kPatience = 3 * test_support::kSlowness;
+  const Ran other = replayTo({"app", "--name", "navi", "--send", "goodbye", "--expect", "1"}, kPatience);
   EXPECT_EQ(other.code, 1);
   EXPECT_THAT(other.lines, Contains(AllOf(HasSubstr("DIFFERENT"), HasSubstr("navi sends size=5 text=hello"),
                                           HasSubstr("it sent size=7 text=goodbye instead"))));
   test_support::clearShm();
-  const Ran none = replayTo({"app", "--name", "music", "--commands"});
+  const Ran none = replayTo({"app", "--name", "music", "--commands"}, kPatience);
   EXPECT_EQ(none.code, 1);
-  EXPECT_THAT(none.lines, Contains(AllOf(HasSubstr("navi registers"), HasSubstr("it did not within 3s"))));
+  EXPECT_THAT(none.lines,
+              Contains(AllOf(HasSubstr("navi registers"), HasSubstr("it did not within " + inSeconds(kPatience)))));
   EXPECT_THAT(none.lines, Contains(HasSubstr("music has registered, which the recording does not have")));
 }
 

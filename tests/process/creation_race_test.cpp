@@ -12,6 +12,7 @@ namespace {
 constexpr const char* kPage = "race";
 constexpr std::uint32_t kRacers = 2;
 constexpr std::uint32_t kRounds = 1000;
+constexpr std::uint32_t kRoundsPerLine = 50;
 constexpr std::uint32_t kIncrements = 20;
 
 struct RacePage {
@@ -49,13 +50,21 @@ std::string raceOnce(const char* name, RacePage& page) {
   return "ok";
 }
 
+std::string lineOf(std::uint32_t round) {
+  return "round " + std::to_string(round);
+}
+
+// Says how far it has come now and then: two that share a busy processor are slow, and yet not stuck.
 template <class Record>
 std::string race(const char* name) {
   RacePage* const page = static_cast<RacePage*>(mapSharedPage(kPage, sizeof(RacePage)));
   for (std::uint32_t round = 0; round < kRounds; ++round) {
     const std::string outcome = raceOnce<Record>(name, *page);
     if (outcome != "ok") {
-      return "round " + std::to_string(round) + ": " + outcome;
+      return lineOf(round) + ": " + outcome;
+    }
+    if (round % kRoundsPerLine == 0) {
+      test_support::say(lineOf(round));
     }
     page->checked.meet(kRacers);
     // Either of them may come first; the next round starts when both are here.
@@ -84,6 +93,10 @@ TEST_P(CreationRace, has_exactly_one_creator_and_a_lock_that_excludes) {
   Child one("racer", {GetParam().name});
   Child two("racer", {GetParam().name});
 
+  for (std::uint32_t round = 0; round < kRounds; round += kRoundsPerLine) {
+    ASSERT_TRUE(one.expect(lineOf(round)));
+    ASSERT_TRUE(two.expect(lineOf(round)));
+  }
   EXPECT_TRUE(one.expect("ok"));
   EXPECT_TRUE(two.expect("ok"));
   EXPECT_EQ(one.log() + two.log(), "");

@@ -6,6 +6,8 @@
 
 #include "tests/start_order/model.h"
 #include "tests/support/child.h"
+#include "tests/support/interruption.h"
+#include "tests/support/shm_files.h"
 #include "tests/tool/tool_process.h"
 
 namespace start_order {
@@ -170,8 +172,9 @@ class HeadUnit {
 
 // The whole story of one order. False where the moment was wrong.
 bool runOrder(const Order& order) {
+  test_support::clearShm();  // the table of apps has places for a few runs only
   loop::Loop loop;
-  loop::Signals signals(loop, [](int) {});
+  loop::Signals signals(loop, &test_support::endBy);
   HeadUnit sut(loop, signals);
   for (const Part part : order) {
     if (!sut.start(part)) {

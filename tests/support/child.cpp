@@ -7,6 +7,7 @@
 #include <signal.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -201,6 +202,10 @@ bool Child::waitForLog(const std::string& text, double seconds) const {
 }
 
 bool Child::isAsleep() const {
+  int unread = 0;
+  if (ioctl(input_, FIONREAD, &unread) != 0 || unread != 0) {
+    return false;  // it sleeps until it can read this
+  }
   std::ifstream file("/proc/" + std::to_string(pid_) + "/stat");
   std::string line;
   std::getline(file, line);

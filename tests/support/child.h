@@ -50,7 +50,8 @@ class Child {
   unsigned int countInLog(const std::string& text) const;
   [[nodiscard]] bool waitForLog(const std::string& text, double seconds = kDeadline) const;
 
-  // Whether its main thread sleeps now. After a line that it says just before it takes a lock: whether it waits there.
+  // Whether its main thread sleeps now, and has read everything that it was told. After a line that makes it take a
+  // lock: whether it waits there, or is done and has answered.
   bool isAsleep() const;
 
   void signal(int number) const;

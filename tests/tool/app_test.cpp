@@ -1,14 +1,14 @@
 // `linkapp app` beside a `linkapp phone`, as real processes.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 
 #include <fstream>
 #include <memory>
 
 #include "scenario/source.h"
+#include "tests/support/wait_until.h"
 #include "tests/tool/control_client.h"
-#include "tests/tool/tool_process.h"
+#include "tests/tool/tool_fixture.h"
 
 namespace {
 
@@ -18,7 +18,7 @@ using testing::Not;
 
 using Arguments = std::vector<std::string>;
 
-class App : public testing::Test {
+class App : public ToolTest {
  public:
   void startPhone(const Arguments& arguments = {"--do", "plug usb"}) {
     Arguments all = {"phone", "--json"};
@@ -44,8 +44,6 @@ class App : public testing::Test {
   Ran runShell(const std::string& command) { return runProgram(loop_, signals_, {"sh", "-c", command}); }
 
   scenario::TemporaryFolder folder_;
-  loop::Loop loop_;
-  loop::Signals signals_{loop_, [](int) {}};
   std::unique_ptr<ToolProcess> phone_;
 };
 
@@ -108,9 +106,11 @@ TEST_P(AppThatWaitsInVain, ends_with_1_and_says_for_what) {
   if (!GetParam().first.empty()) {
     startPhone(GetParam().first);
   }
-  const Ran app = runShell(LINKAPP_TOOL " app --json --send hello --expect 1 --patience 300ms 2>&1");
+  // Long enough for every step before the one that does not come.
+  const std::string patience = std::to_string(static_cast<int>(test_support::kSlowness)) + "s";
+  const Ran app = runShell(LINKAPP_TOOL " app --json --send hello --expect 1 --patience " + patience + " 2>&1");
   EXPECT_EQ(app.code, 1);
-  EXPECT_THAT(app.lines, Contains("linkapp app: nothing has happened for 300ms: " + GetParam().second));
+  EXPECT_THAT(app.lines, Contains("linkapp app: nothing has happened for " + patience + ": " + GetParam().second));
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, AppThatWaitsInVain,

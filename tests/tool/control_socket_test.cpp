@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
 
@@ -8,13 +7,13 @@
 
 #include "scenario/source.h"
 #include "tests/tool/control_client.h"
-#include "tests/tool/tool_process.h"
+#include "tests/tool/tool_fixture.h"
 
 namespace {
 
 using testing::HasSubstr;
 
-class ControlSocket : public testing::Test {
+class ControlSocket : public ToolTest {
  public:
   ControlSocket() : path_(folder_.path() + "/phone.sock") {
     phone_ =
@@ -31,8 +30,6 @@ class ControlSocket : public testing::Test {
 
   scenario::TemporaryFolder folder_;
   const std::string path_;
-  loop::Loop loop_;
-  loop::Signals signals_{loop_, [](int) {}};
   std::unique_ptr<ToolProcess> phone_;
 };
 

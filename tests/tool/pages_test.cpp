@@ -1,6 +1,5 @@
 // What the tool says about itself: help, version, manual pages, completion.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <fstream>
 #include <map>
@@ -10,7 +9,7 @@
 
 #include "app/commands.h"
 #include "phone/commands.h"
-#include "tests/tool/tool_process.h"
+#include "tests/tool/tool_fixture.h"
 
 namespace {
 
@@ -23,7 +22,7 @@ using testing::StartsWith;
 
 using Arguments = std::vector<std::string>;
 
-class Pages : public testing::Test {
+class Pages : public ToolTest {
  public:
   Ran tool(const Arguments& arguments) {
     Arguments all = {LINKAPP_TOOL};
@@ -43,9 +42,6 @@ class Pages : public testing::Test {
     all.insert(all.end(), words.begin(), words.end());
     return tool(all).lines;
   }
-
-  loop::Loop loop_;
-  loop::Signals signals_{loop_, [](int) {}};
 };
 
 class PagesOfSubcommand : public Pages, public testing::WithParamInterface<std::string> {};

@@ -1,18 +1,17 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 
 #include <memory>
 
 #include "tests/support/child.h"
-#include "tests/tool/tool_process.h"
+#include "tests/tool/tool_fixture.h"
 
 namespace {
 
 using test_support::Child;
 using testing::HasSubstr;
 
-class Phone : public testing::Test {
+class Phone : public ToolTest {
  public:
   void startPhone(const std::vector<std::string>& arguments) {
     std::vector<std::string> all = {"phone", "--json"};
@@ -32,8 +31,6 @@ class Phone : public testing::Test {
     ASSERT_TRUE(test_support::waitUntil([this] { return client_->ask("session 1") == "1"; }));
   }
 
-  loop::Loop loop_;
-  loop::Signals signals_{loop_, [](int) {}};
   std::unique_ptr<ToolProcess> phone_;
   std::unique_ptr<Child> client_;
 };

@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "scenario/source.h"
+#include "tests/support/shm_files.h"
 #include "tests/tool/terminal_tool.h"
 
 namespace {
@@ -15,6 +16,8 @@ using testing::Not;
 
 class Prompt : public testing::Test {
  public:
+  Prompt() { test_support::clearShm(); }
+
   std::vector<std::pair<std::string, std::string>> environment() const {
     return {{"HOME", folder_.path()}, {"XDG_STATE_HOME", ""}, {"NO_COLOR", ""}, {"VQDBG", "off"}};
   }

@@ -1,11 +1,10 @@
 // `linkapp reset`, with and without processes in its way.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 
 #include <memory>
 
-#include "tests/tool/tool_process.h"
+#include "tests/tool/tool_fixture.h"
 
 namespace {
 
@@ -14,7 +13,7 @@ using testing::HasSubstr;
 
 using Arguments = std::vector<std::string>;
 
-class Reset : public testing::Test {
+class Reset : public ToolTest {
  public:
   Ran reset(const Arguments& arguments = {}) {
     Arguments all = {LINKAPP_TOOL, "reset"};
@@ -37,9 +36,6 @@ class Reset : public testing::Test {
     const std::size_t at = ready.find("\"app\":");
     return ready.substr(at + 6, ready.find(',', at) - at - 6);
   }
-
-  loop::Loop loop_;
-  loop::Signals signals_{loop_, [](int) {}};
 };
 
 TEST_F(Reset, has_nothing_to_do_where_there_is_no_channel) {

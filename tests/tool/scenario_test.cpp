@@ -1,18 +1,17 @@
 // How scenarios fail. That they succeed is shown by those in tests/scenarios.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <fstream>
 
 #include "scenario/source.h"
-#include "tests/tool/tool_process.h"
+#include "tests/tool/tool_fixture.h"
 
 namespace {
 
 using testing::HasSubstr;
 using testing::StartsWith;
 
-class ScenarioRun : public testing::Test {
+class ScenarioRun : public ToolTest {
  public:
   // What went wrong, as the JSON result tells it; empty where nothing did.
   std::string run(const std::string& source, const std::vector<std::string>& options = {}) {
@@ -28,8 +27,6 @@ class ScenarioRun : public testing::Test {
   }
 
   scenario::TemporaryFolder folder_;
-  loop::Loop loop_;
-  loop::Signals signals_{loop_, [](int) {}};
   Ran ran_;
 };
 
@@ -110,14 +107,11 @@ TEST_F(ScenarioRun, goes_on_with_a_process_that_was_frozen_and_restarted) {
             "");
 }
 
-// Each program says by a file that it has begun, and tells whether the other one had begun before.
+// The order shows in their app ids, which go on from one run to the next.
 TEST_F(ScenarioRun, starts_processes_in_reverse_order_when_asked_to) {
-  const std::string source =
-      "process phone = phone --control ${tmp}/phone.sock\n"
-      "process watcher = run sh -c \"test -S ${tmp}/phone.sock && echo there || echo missing\"\n"
-      "start phone watcher\nexpect watcher line text=";
-  EXPECT_EQ(run(source + "there\nended watcher\n"), "");
-  EXPECT_THAT(run(source + "there within 50ms\nended watcher\n", {"--reverse"}), StartsWith("4:1: "));
+  const std::string source = "process one = app\nprocess two = app\nstart one two\n";
+  EXPECT_EQ(run(source + "wait one app=1\nwait two app=2\n"), "");
+  EXPECT_EQ(run(source + "wait one app=4\nwait two app=3\n", {"--reverse"}), "");
   EXPECT_THAT(ran_.lines.back(), HasSubstr(R"("reverse":true)"));
 }
 

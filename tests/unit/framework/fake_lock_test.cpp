@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <future>
 #include <memory>
 #include <string>
 #include <thread>
@@ -9,6 +8,7 @@
 #include "VQFramework/SharedMemory/VQSharedMemNotifier.h"
 #include "VQFramework/SharedMemory/VQSharedSyncObject.h"
 #include "platform/fake/FakeFramework.h"
+#include "tests/conformance/worker.h"
 
 namespace {
 
@@ -56,19 +56,18 @@ TEST_F(FakeLockTest, AnotherThreadWaitsForTheHolder) {
   const VQSharedSyncObject sut("a");
   const VQSharedSyncObject other("a");
   std::atomic<bool> isReleased{false};
+  std::atomic<bool> sawRelease{false};
   lock(sut);
-  std::promise<void> starts;
-  std::future<bool> sawRelease = std::async(std::launch::async, [&] {
-    starts.set_value();
+  const conformance::Worker waiter([&] {
     lock(other);
-    const bool result = isReleased;
+    sawRelease = isReleased.load();
     unlock(other);
-    return result;
   });
-  starts.get_future().wait();
+  EXPECT_TRUE(waiter.isHeldUp());
   isReleased = true;
   unlock(sut);
-  EXPECT_TRUE(sawRelease.get());
+  EXPECT_TRUE(waiter.ends());
+  EXPECT_TRUE(sawRelease);
 }
 
 TEST_F(FakeLockTest, LocksOfTwoNamesHaveNothingInCommon) {

@@ -14,6 +14,7 @@
 #include "VQFramework/Sync/VQSync.h"
 #include "platform/fake/FakeFramework.h"
 #include "platform/inprocess/fork_state.h"
+#include "tests/conformance/worker.h"
 #include "tests/support/wait_until.h"
 
 namespace {
@@ -45,7 +46,7 @@ class Waiter {
           sawRelease_ = isReleased_.load();
           return isTaken && unlock(sut);
         })) {
-    isWaiting_ = waitUntil([this] { return thread_ != 0 && isAsleep(thread_); });
+    isWaiting_ = waitUntil([this] { return thread_ != 0 && conformance::isAsleep(thread_); });
   }
   bool isWaiting() const { return isWaiting_; }
   void noteRelease() { isReleased_ = true; }

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "LinkAppCommon/iOSAppCommonUtil.h"
+#include "VQFramework/Singleton/VQSingleton.h"
 #include "app/commands.h"
 #include "app/console.h"
 #include "app/registration.h"
@@ -10,6 +12,7 @@
 #include "phone/simulated_phone.h"
 #include "platform/fake/FakeBluetooth.h"
 #include "platform/fake/FakeFramework.h"
+#include "tests/support/shm_files.h"
 #include "tests/unit/linkapp_tool/manual_errands.h"
 
 namespace {
@@ -27,6 +30,9 @@ constexpr const char* kUuid = "35de0f64-c263-4a4b-adb6-6b60500d1dbe";
 class Application : public testing::Test {
  public:
   Application() {
+    // Several tests of one run share a /dev/shm and a registry.
+    VQSingleton<iOSAppCommonUtil>::destroy();
+    test_support::clearShm();
     vqfake::reset();
     vqfake::resetBluetooth();
     phone_ = std::make_unique<phone::SimulatedPhone>(errands_, [](const phone::Event&) {});

@@ -10,6 +10,7 @@
 #include "LinkAppCommon/iOSAppCommonClient.h"
 #include "platform/fake/FakeFramework.h"
 #include "reset/segments.h"
+#include "tests/support/shm_files.h"
 
 namespace {
 
@@ -18,13 +19,11 @@ using reset::Outcome;
 
 class Clearing : public testing::Test {
  public:
-  Clearing() { vqfake::reset(); }
-  ~Clearing() override {
-    vqfake::setAfterUnlock({});
-    for (const std::string& name : reset::channelObjects()) {
-      unlink(("/dev/shm/" + name).c_str());
-    }
+  Clearing() {
+    test_support::clearShm();
+    vqfake::reset();
   }
+  ~Clearing() override { vqfake::setAfterUnlock({}); }
 
   // A channel with one registered app, and the lock objects that the doubles do without.
   static void makeChannel() {

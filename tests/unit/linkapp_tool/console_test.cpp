@@ -4,6 +4,7 @@
 
 #include "phone/commands.h"
 #include "platform/fake/FakeFramework.h"
+#include "tests/support/interruption.h"
 
 namespace {
 
@@ -13,7 +14,7 @@ class Console : public testing::Test {
 
   std::vector<std::string> events_;
   loop::Loop loop_;
-  loop::Signals signals_{loop_, [](int) {}};
+  loop::Signals signals_{loop_, &test_support::endBy};
   phone::EventSink sink_ = [this](const phone::Event& event) {
     events_.push_back(event.name + " " + text::toText(event.fields));
   };

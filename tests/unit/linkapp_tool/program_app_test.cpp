@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include "tests/support/interruption.h"
 #include "tests/support/wait_until.h"
 #include "tests/unit/linkapp_tool/fake_session.h"
 
@@ -30,7 +31,7 @@ class ProgramApp : public testing::Test {
   }
 
   loop::Loop loop_;
-  loop::Signals signals_{loop_, [](int) {}};
+  loop::Signals signals_{loop_, &test_support::endBy};
   FakeSession session_;
   std::unique_ptr<phone::ProgramHost> host_;
   std::unique_ptr<phone::App> sut_;
@@ -90,8 +91,8 @@ TEST_F(ProgramApp, that_takes_no_input_fails_sends_and_is_killed_after_a_while) 
 TEST_F(ProgramApp, that_floods_is_held_back_and_killed_in_the_end) {
   phone::ProgramLimits limits;
   limits.perSecond = 100;
-  run(R"(while :; do printf '\000\000\000\001x\000\000\000\001x\000\000\000\001x\000\000\000\001x'; done)", limits);
   const auto start = std::chrono::steady_clock::now();
+  run(R"(while :; do printf '\000\000\000\001x\000\000\000\001x\000\000\000\001x\000\000\000\001x'; done)", limits);
   EXPECT_TRUE(awaitClose());
   const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   EXPECT_EQ(session_.reports.back(), "program-floods limit=100");
