@@ -166,13 +166,9 @@ void LinkAppHfpWrapper::linkSppDevice(std::uint8_t deviceId) {
 // The list holds the devices that are reported as connected. A callback may change it, so it is searched anew after
 // one.
 void LinkAppHfpWrapper::onOtherDeviceInfo(const HfpStatus& status) {
-  HfpStatus* const known = findStatus(iosHfpList, status.deviceId);
-  const bool wasConnected = known != nullptr && known->connected;
+  const bool wasConnected = findStatus(iosHfpList, status.deviceId) != nullptr;
   if (status.connected == wasConnected) {
     return;
-  }
-  if (known != nullptr && status.connected) {
-    known->connected = true;
   }
   report(status);
   if (!status.connected) {
@@ -180,7 +176,7 @@ void LinkAppHfpWrapper::onOtherDeviceInfo(const HfpStatus& status) {
     if (gone != iosHfpList.end()) {
       iosHfpList.erase(gone);
     }
-  } else if (known == nullptr) {
+  } else {
     iosHfpList.push_back(status);
   }
 }

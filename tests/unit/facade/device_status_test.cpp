@@ -97,6 +97,14 @@ TEST_F(DeviceStatus, WithANullWrapperHearsTheSppServiceOnly) {
   EXPECT_TRUE(sut->removeListener(&events));
 }
 
+TEST_F(DeviceStatus, AListenerThatOverridesNothingMayBeSet) {
+  VQSLinkAppDeviceStatusListener silent;
+  sut.emplace("Radio");
+  ASSERT_TRUE(sut->setListener(&silent));
+  EXPECT_THAT(afterBothSources(), IsEmpty());
+  EXPECT_EQ(device_status_access::devices(*sut).size(), 1U);
+}
+
 TEST_F(DeviceStatus, WithAWrapperHearsBothSources) {
   sut.emplace(&*wrapper, "Radio");
   EXPECT_TRUE(sut->setListener(&events));

@@ -119,6 +119,17 @@ TEST_F(HfpTest, SetListenerOfNullIsRefusedWithTheLineThatEndsInN) {
   EXPECT_THAT(listener.take(), ElementsAre("other 1 up"));
 }
 
+TEST_F(HfpTest, AListenerThatOverridesNothingMayBeSet) {
+  LinkAppHfpWrapperListener silent;
+  ASSERT_TRUE(sut->setListener(&silent));
+  pair({paired(1, kOther)});
+  hfp(1, 3);
+  EXPECT_THAT(listener.take(), IsEmpty());
+  sut->setListener(&listener);
+  hfp(1, 0);
+  EXPECT_THAT(listener.take(), ElementsAre("other 1 down"));
+}
+
 TEST_F(HfpTest, RemoveListenerWithTheRightPointerReturnsFalseAndStopsAllFurtherReports) {
   vqfake::clearLog();
   EXPECT_FALSE(sut->removeListener(&listener));
