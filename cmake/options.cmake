@@ -8,6 +8,7 @@ set(LINKAPP_BLUEZ "AUTO" CACHE STRING "Build libVQBluetooth.so on BlueZ: ON, OFF
 set_property(CACHE LINKAPP_BLUEZ PROPERTY STRINGS AUTO ON OFF)
 option(LINKAPP_BUILD_TESTS "Build the tests" ON)
 option(LINKAPP_BUILD_BENCHMARKS "Build the benchmarks (not with sanitizers)" ON)
+option(LINKAPP_BUILD_FUZZERS "Build the targets of libFuzzer (the preset fuzz)" OFF)
 option(LINKAPP_WARNINGS_AS_ERRORS "Treat warnings as errors (this project's own builds)" OFF)
 set(LINKAPP_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize=")
 

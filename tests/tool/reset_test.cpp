@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "tests/support/shm_files.h"
 #include "tests/tool/tool_fixture.h"
 
 namespace {
@@ -86,6 +87,59 @@ TEST_F(Reset, is_stopped_by_a_process_that_stands_still) {
   app->signal(SIGSTOP);
   EXPECT_EQ(reset().code, 1);
   app->signal(SIGCONT);
+}
+
+TEST_F(Reset, frees_a_registration_table_of_garbage) {
+  ASSERT_EQ(nextAppId(), "1");
+  const std::string garbage(5444, '\xA5');
+  ASSERT_TRUE(test_support::pokeShm("iOSAppCommonLocalMem_AppInfo", 4, garbage.data(), garbage.size()));
+  ASSERT_EQ(nextAppId(), "0");
+  EXPECT_EQ(reset().code, 0);
+  EXPECT_EQ(nextAppId(), "1");
+}
+
+// What every process refuses, and says so, is made anew by the first one after the reset.
+TEST_F(Reset, mends_a_log_and_a_lock_whose_headers_are_damaged) {
+  ASSERT_EQ(nextAppId(), "1");
+  ASSERT_TRUE(test_support::pokeShmWord("VQSharedMemNotifier.log", 0, 0x11111111));
+  ASSERT_TRUE(test_support::pokeShmWord("iOSAppMem_Device1_From_HU.lock", 8, 3));
+  const std::string log = "VQSharedMemNotifier.log, which every process refused, ";
+  const std::string lock = "iOSAppMem_Device1_From_HU.lock, which every process refused, ";
+
+  EXPECT_THAT(reset({"--check"}).lines,
+              testing::IsSupersetOf({lock + "would be made blank", log + "would be made blank"}));
+  const Ran ran = reset();
+
+  EXPECT_EQ(ran.code, 0);
+  EXPECT_THAT(ran.lines, ElementsAre("4 segments cleared, 1 place of the registration table free again",
+                                     lock + "is blank; the next process makes it anew",
+                                     log + "is blank; the next process makes it anew"));
+  const auto phone = start({"phone", "--json"});
+  phone->tell("plug usb");
+  const auto app = start({"app", "--json", "--commands"});
+  ASSERT_TRUE(app->await({R"("usb.status":1)"}));
+  app->tell("launch");
+  EXPECT_TRUE(app->await({R"("usb.status":2)"}));
+}
+
+TEST_F(Reset, leaves_a_damaged_header_alone_while_somebody_uses_the_channel) {
+  const auto phone = start({"phone", "--json"});
+  ASSERT_TRUE(test_support::pokeShmWord("VQSharedMemNotifier.log", 0, 0x11111111));
+  EXPECT_EQ(reset().code, 1);
+  EXPECT_EQ(test_support::shmWord("VQSharedMemNotifier.log", 0), 0x11111111U);
+}
+
+TEST_F(Reset, mends_a_log_that_is_all_there_is_of_the_channel) {
+  ASSERT_EQ(nextAppId(), "1");
+  for (const std::string& name : test_support::shmNames()) {
+    if (name != "VQSharedMemNotifier.log") {
+      test_support::removeShm(name);
+    }
+  }
+  ASSERT_TRUE(test_support::pokeShmWord("VQSharedMemNotifier.log", 0, 0x11111111));
+  EXPECT_THAT(reset({"--json"}).lines, ElementsAre(R"({"ok":true,"segments":0,"places":0,"cleared":true,)"
+                                                   R"("refused":[{"name":"VQSharedMemNotifier.log"}]})"));
+  EXPECT_EQ(test_support::shmWord("VQSharedMemNotifier.log", 0), 0U);
 }
 
 TEST_F(Reset, only_looks_where_it_is_asked_to) {

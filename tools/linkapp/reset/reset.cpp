@@ -40,10 +40,18 @@ int tellCleared(const Options& options, const Outcome& outcome) {
   } else if (outcome.segments != 0) {
     text = "nobody uses the channel; " + places + " of the registration table would be free again";
   }
-  return finish(
-      options,
-      {{"ok", true}, {"segments", outcome.segments}, {"places", outcome.places}, {"cleared", outcome.isCleared}}, text,
-      0);
+  text::Fields fields = {
+      {"ok", true}, {"segments", outcome.segments}, {"places", outcome.places}, {"cleared", outcome.isCleared}};
+  text::List refused;
+  for (const std::string& object : outcome.refused) {
+    text += "\n" + object + ", which every process refused, " +
+            (outcome.isCleared ? "is blank; the next process makes it anew" : "would be made blank");
+    refused.push_back({{"name", object}});
+  }
+  if (!refused.empty()) {
+    fields.push_back({"refused", refused});
+  }
+  return finish(options, fields, text, 0);
 }
 
 void addOptions(CLI::App& cli, Options& options) {
@@ -68,7 +76,9 @@ const cli::Manual& manual() {
       "reset",
       "clears the channel when nobody uses it: the registration table is empty again",
       "Clears the channel's shared segments when nobody uses them: the 20 places of the registration table are free\n"
-      "again. Otherwise says who uses them, and changes nothing.",
+      "again. Locks and log whose headers are damaged, or of another version, are made blank, so that the next "
+      "process\n"
+      "makes them anew. Otherwise says who uses them, and changes nothing.",
       {
           {"linkapp reset", "clears, or lists the processes that stand in the way"},
           {"linkapp reset --check", "only looks"},
