@@ -115,11 +115,11 @@ TEST_F(TrustedObjects, a_lock_object_of_zeros_is_made_anew_by_the_next_who_attac
 
   EXPECT_EQ(next.log(), "");
   EXPECT_EQ(next.ask("lock"), "ok");
-  client_->tell("exchange 1 1");
+  client_->tell("send 100 1");
   EXPECT_TRUE(test_support::waitUntil([this] { return client_->isAsleep(); }));
   EXPECT_FALSE(client_->hasAnswered());
   EXPECT_EQ(next.ask("unlock"), "ok");
-  EXPECT_TRUE(client_->expectAnswer("ok"));
+  EXPECT_TRUE(client_->expectAnswer("1"));
 }
 
 TEST_F(TrustedObjects, a_lock_object_of_garbage_is_refused_by_the_next_who_attaches_with_a_line) {
