@@ -19,7 +19,8 @@ constexpr std::size_t kBehindTheEnd = 100000;
 
 // Where the victim, a fork of this process, has its code: at the same address.
 const unsigned char* codeAt(std::uint64_t address) {
-  return reinterpret_cast<const unsigned char*>(address);  // NOLINT(performance-no-int-to-ptr): it came as a number
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): it came as a number
+  return reinterpret_cast<const unsigned char*>(static_cast<std::uintptr_t>(address));
 }
 
 std::string fileNameOf(std::uint64_t address) {
@@ -124,11 +125,11 @@ std::string describeAddress(std::uint64_t address) {
   if (address == 0 || dladdr(codeAt(address), &info) == 0) {
     return "the end";
   }
-  std::string inFile = fileNameOf(address) + hex(address - reinterpret_cast<std::uint64_t>(info.dli_fbase));
+  std::string inFile = fileNameOf(address) + hex(address - reinterpret_cast<std::uintptr_t>(info.dli_fbase));
   if (info.dli_sname == nullptr) {
     return inFile;
   }
-  return demangled(info.dli_sname) + hex(address - reinterpret_cast<std::uint64_t>(info.dli_saddr)) + " in " + inFile;
+  return demangled(info.dli_sname) + hex(address - reinterpret_cast<std::uintptr_t>(info.dli_saddr)) + " in " + inFile;
 }
 
 }  // namespace crash

@@ -25,6 +25,8 @@ std::string firstLine(const std::string& path) {
   return line;
 }
 
+}  // namespace
+
 std::vector<pid_t> threadsOf(pid_t process) {
   std::vector<pid_t> threads;
   DIR* const folder = opendir(folderOf(process).c_str());
@@ -39,8 +41,6 @@ std::vector<pid_t> threadsOf(pid_t process) {
   closedir(folder);
   return threads;
 }
-
-}  // namespace
 
 unsigned int threadCountOf(pid_t process) {
   return static_cast<unsigned int>(threadsOf(process).size());

@@ -4,9 +4,11 @@
 #include <sys/types.h>
 
 #include <functional>
+#include <vector>
 
 namespace crash {
 
+std::vector<pid_t> threadsOf(pid_t process);
 unsigned int threadCountOf(pid_t process);
 // 0 where it has none, or has just started it.
 pid_t deliveryThreadOf(pid_t process);

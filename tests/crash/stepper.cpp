@@ -1,13 +1,11 @@
 #include "tests/crash/stepper.h"
 
-#include <errno.h>
 #include <linux/futex.h>
 #include <signal.h>
 #include <stddef.h>
 #include <string.h>
 #include <sys/ptrace.h>
 #include <sys/syscall.h>
-#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,80 +15,30 @@
 
 #include "tests/crash/marks.h"
 #include "tests/crash/process_view.h"
+#include "tests/crash/tracing.h"
 
 namespace crash {
 namespace {
 
-// For all instructions up to the target together, system calls among them.
-constexpr time_t kSeconds = 20;
-// The same, where each is stepped: some 50,000 stops of two processes that have to share their processor.
-constexpr time_t kSecondsOfSteps = 300;
+// For all instructions, where each is stepped: some 50,000 stops of two processes that have to share their processor.
+constexpr double kSecondsOfSteps = 300;
 // So many instructions before the target are stepped in any case.
 constexpr std::size_t kStepsToTarget = 64;
 // Fewer are not worth dying between.
 constexpr unsigned long long kManyRounds = 64;
 constexpr std::uint64_t kSyscallBytes = 2;
 
-[[noreturn]] void fail(const std::string& what) {
-  throw SteppingFailed(what + ": " + strerror(errno));
-}
-
-void check(long result, const char* what) {
-  if (result == -1) {
-    fail(what);
-  }
-}
-
-void onAlarm(int /*signal*/) {
-  // Is there to interrupt waitpid.
-}
-
-// While it lives, waitpid does not wait longer than that. (Again and again, since the first alarm may come just before
-// the call.)
-class Deadline {
- public:
-  explicit Deadline(time_t seconds) {
-    struct sigaction action = {};
-    action.sa_handler = &onAlarm;  // without SA_RESTART
-    sigaction(SIGALRM, &action, nullptr);
-    set({{0, 100000}, {seconds, 0}});
-  }
-  ~Deadline() { set({}); }
-  Deadline(const Deadline&) = delete;
-  Deadline& operator=(const Deadline&) = delete;
-
- private:
-  static void set(const itimerval& times) { setitimer(ITIMER_REAL, &times, nullptr); }
-};
-
-int statusOf(pid_t thread) {
-  int status = 0;
-  if (waitpid(thread, &status, __WALL) != thread) {
-    fail(errno == EINTR ? "the stepped thread does not come on" : "waiting for the stepped thread");
-  }
-  return status;
-}
-
-// `event` is 0 for a signal.
-void expectStop(pid_t thread, int event, const char* where) {
-  const Deadline deadline(kSeconds);
-  const int status = statusOf(thread);
-  if (!WIFSTOPPED(status) || status >> 16 != event) {
-    throw SteppingFailed(std::string("the victim does not stop ") + where + ", status " + std::to_string(status));
-  }
-}
-
 void expectBeginMark(pid_t process) {
   expectStop(process, 0, "at the begin mark");
   user_regs_struct registers = {};
-  check(ptrace(PTRACE_GETREGS, process, nullptr, &registers), "registers");
+  checkTracing(ptrace(PTRACE_GETREGS, process, nullptr, &registers), "registers");
   if (registers.rip != afterBeginMark()) {
     throw SteppingFailed("the victim stops elsewhere than at the begin mark");
   }
 }
 
 void setDebugRegister(pid_t thread, std::size_t index, std::uint64_t value) {
-  check(ptrace(PTRACE_POKEUSER, thread, offsetof(user, u_debugreg) + index * sizeof(value), value), "breakpoint");
+  checkTracing(ptrace(PTRACE_POKEUSER, thread, offsetof(user, u_debugreg) + index * sizeof(value), value), "breakpoint");
 }
 
 // Where fewest stops lie between it and the target, at the breakpoint and step by step; 0 = the begin.
@@ -125,26 +73,26 @@ Stepper Stepper::atBeginMark(pid_t process) {
 
 Stepper Stepper::ofNewThread(pid_t process) {
   expectBeginMark(process);
-  check(ptrace(PTRACE_SETOPTIONS, process, nullptr, PTRACE_O_TRACECLONE), "options");
-  check(ptrace(PTRACE_CONT, process, nullptr, nullptr), "continue");
+  checkTracing(ptrace(PTRACE_SETOPTIONS, process, nullptr, PTRACE_O_TRACECLONE), "options");
+  checkTracing(ptrace(PTRACE_CONT, process, nullptr, nullptr), "continue");
   expectStop(process, PTRACE_EVENT_CLONE, "where it starts a thread");
   unsigned long started = 0;
-  check(ptrace(PTRACE_GETEVENTMSG, process, nullptr, &started), "started thread");
+  checkTracing(ptrace(PTRACE_GETEVENTMSG, process, nullptr, &started), "started thread");
   const pid_t thread = static_cast<pid_t>(started);
   expectStop(thread, 0, "at the start of its thread");
-  check(ptrace(PTRACE_CONT, process, nullptr, nullptr), "continue");
+  checkTracing(ptrace(PTRACE_CONT, process, nullptr, nullptr), "continue");
   return {process, thread, End::kSleep};
 }
 
 Stepper Stepper::ofSleeper(pid_t process, pid_t thread) {
-  check(ptrace(PTRACE_SEIZE, thread, nullptr, nullptr), "seize");
-  check(ptrace(PTRACE_INTERRUPT, thread, nullptr, nullptr), "interrupt");
+  checkTracing(ptrace(PTRACE_SEIZE, thread, nullptr, nullptr), "seize");
+  checkTracing(ptrace(PTRACE_INTERRUPT, thread, nullptr, nullptr), "interrupt");
   expectStop(thread, PTRACE_EVENT_STOP, "when it is interrupted");
   user_regs_struct registers = {};
-  check(ptrace(PTRACE_GETREGS, thread, nullptr, &registers), "registers");
+  checkTracing(ptrace(PTRACE_GETREGS, thread, nullptr, &registers), "registers");
   // The kernel makes the interrupted call anew: the step that begins now ends when the thread is woken.
-  check(ptrace(PTRACE_SINGLESTEP, thread, nullptr, nullptr), "step");
-  if (!lookUntil([&] { return isAsleep(process, thread); }, kSeconds)) {
+  checkTracing(ptrace(PTRACE_SINGLESTEP, thread, nullptr, nullptr), "step");
+  if (!lookUntil([&] { return isAsleep(process, thread); }, secondsToTarget())) {
     throw SteppingFailed("the thread does not sleep again");
   }
   return {process, thread, registers.rip - kSyscallBytes};
@@ -155,7 +103,7 @@ Stepper::~Stepper() {
 }
 
 void Stepper::readRegisters() {
-  check(ptrace(PTRACE_GETREGS, thread_, nullptr, &registers_), "registers");
+  checkTracing(ptrace(PTRACE_GETREGS, thread_, nullptr, &registers_), "registers");
 }
 
 // Of the registers that were read last.
@@ -171,7 +119,7 @@ bool Stepper::isAtEnd() const {
 }
 
 void Stepper::resume(int how) {
-  check(ptrace(static_cast<__ptrace_request>(how), thread_, nullptr, nullptr), "resume");
+  checkTracing(ptrace(static_cast<__ptrace_request>(how), thread_, nullptr, nullptr), "resume");
   waitForStop();
 }
 
@@ -276,7 +224,7 @@ Trace Stepper::record() {
 }
 
 void Stepper::advance(std::size_t target, const Trace& trace) {
-  const Deadline deadline(kSeconds);
+  const Deadline deadline(secondsToTarget());
   repeats_ = trace.repeats;
   std::size_t done = 0;
   if (isInCall_ && target != 0) {
@@ -303,7 +251,7 @@ void Stepper::stepOnly(std::size_t target, const Trace& trace) {
 }
 
 void Stepper::repeat(unsigned int rounds) {
-  const Deadline deadline(kSeconds);
+  const Deadline deadline(secondsToTarget());
   for (unsigned int round = 0; round < rounds; ++round) {
     resume(PTRACE_SINGLESTEP);
   }
@@ -314,15 +262,7 @@ void Stepper::kill() {
     return;
   }
   isGone_ = true;
-  ::kill(process_, SIGKILL);
-  int status = 0;
-  // First the thread: while it is traced and not waited for, its process is not gone.
-  if (thread_ != process_ && !hasEnded_) {
-    while (waitpid(thread_, &status, __WALL) == thread_ && WIFSTOPPED(status)) {
-    }
-  }
-  while (waitpid(process_, &status, __WALL) == process_ && WIFSTOPPED(status)) {
-  }
+  killTraced(process_, thread_, hasEnded_);
 }
 
 }  // namespace crash

@@ -1,7 +1,8 @@
 // Stepper: one thread of another process, run instruction by instruction.
 //
-// What counts as one instruction: each that the processor executes; a repeated string instruction (rep stosb and its
-// like) is one, however often it repeats. Only x86-64.
+// What counts as one instruction on x86-64: each that the processor executes; a repeated string instruction (rep stosb
+// and its like) is one, however often it repeats. 32-bit ARM cannot be stepped: there it is each instruction of the
+// libraries, when it is executed for the first time; breakpoints find them.
 #pragma once
 
 #include <sys/types.h>
@@ -14,6 +15,12 @@
 #include <vector>
 
 namespace crash {
+
+#if defined(__arm__)
+using Registers = user_regs;
+#else
+using Registers = user_regs_struct;
+#endif
 
 // One run of an operation: where its thread stood before each instruction.
 struct Trace {
@@ -84,9 +91,10 @@ class Stepper {
   const End end_;
   const std::uint64_t callAddress_ = 0;  // of the sleep that it was found in
   bool isInCall_ = false;                // in that sleep: the first step is under way
+  bool isAsleepAgain_ = false;           // only where it is not stepped: it sleeps the sleep that is its end
   bool hasEnded_ = false;                // the thread
   bool isGone_ = false;                  // the process
-  user_regs_struct registers_ = {};
+  Registers registers_ = {};
   std::vector<std::uint64_t> repeats_;  // addresses of repeated string instructions
 };
 
