@@ -40,7 +40,8 @@ void expectBeginMark(pid_t process) {
   checkTracing(ptrace(PTRACE_SETREGS, process, nullptr, &registers), "registers");
 }
 
-// The processor's own, of one thread: of the thread's pairs of registers the first one, an address and what to do there.
+// The processor's own, of one thread: of the thread's pairs of registers the first one, an address and what to do
+// there.
 void setHardwareBreakpoint(pid_t thread, std::uint32_t address, bool isOn) {
   constexpr std::uint32_t kTwoBytes = 3U << 5;  // a breakpoint is where an instruction begins, however long it is
   constexpr std::uint32_t kEnabled = 1;

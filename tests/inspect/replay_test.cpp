@@ -153,18 +153,35 @@ TEST_P(Replay, gives_every_application_the_same_callbacks_in_the_same_order) {
   RecordProperty("callbacks", std::to_string(callbacks));
 }
 
+// The scenario ends whoever is left in any order: whether an application hears of
+// the phone's end is not to be chance.
+std::string unplugged(const std::vector<std::string>& applications) {
+  std::string more = "phone: unplug\n";
+  for (const std::string& application : applications) {
+    more += "wait " + application + " usb.status=0 bluetooth.status=0\n";
+  }
+  return more;
+}
+
 // Where an application registers while a phone is connected, whether it hears the first announcement is a matter of
 // microseconds: such scenarios are not among them.
 INSTANTIATE_TEST_SUITE_P(
     Of, Replay,
-    testing::Values(Case{"launch_refused", "wait navi results=1\nwait music results=1\n", {"--speed", "3"}, 2},
-                    Case{"application_is_stopped_for_a_while", "wait navi results=1\n", {}, 2},
-                    Case{"playing_app_changes", "", {"--as-fast-as-possible"}, 2},
-                    Case{"program_exits", "wait music results=1\n", {"--as-fast-as-possible"}, 2},
-                    Case{"iap1_opens_sessions_by_name", "wait navi results=1\nwait music results=1\n", {}, 3},
-                    Case{"many_applications", "", {"--as-fast-as-possible"}, 8},
-                    Case{"switch_from_bluetooth_to_usb", "wait navi received=3\n", {}, 1},
-                    Case{"usb_plug_and_unplug", "", {"--as-fast-as-possible"}, 1}),
+    testing::Values(
+        Case{"launch_refused",
+             "wait navi results=1\nwait music results=1\n" + unplugged({"navi", "music"}),
+             {"--speed", "3"},
+             2},
+        Case{"application_is_stopped_for_a_while", "wait navi results=1\n" + unplugged({"navi", "music"}), {}, 2},
+        Case{"playing_app_changes", unplugged({"navi"}), {"--as-fast-as-possible"}, 2},
+        Case{"program_exits", "wait music results=1\n" + unplugged({"navi", "music"}), {"--as-fast-as-possible"}, 2},
+        Case{"iap1_opens_sessions_by_name",
+             "wait navi results=1\nwait music results=1\n" + unplugged({"plain", "navi", "music"}),
+             {},
+             3},
+        Case{"many_applications", unplugged({"a", "b", "c", "d", "e", "f", "g", "h"}), {"--as-fast-as-possible"}, 8},
+        Case{"switch_from_bluetooth_to_usb", "wait navi received=3\n" + unplugged({"navi"}), {}, 1},
+        Case{"usb_plug_and_unplug", "", {"--as-fast-as-possible"}, 1}),
     [](const auto& parameter) { return parameter.param.scenario; });
 
 class ReplayOfOne : public Again {

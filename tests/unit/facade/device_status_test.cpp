@@ -102,7 +102,7 @@ TEST_F(DeviceStatus, AListenerThatOverridesNothingMayBeSet) {
   sut.emplace("Radio");
   ASSERT_TRUE(sut->setListener(&silent));
   EXPECT_THAT(afterBothSources(), IsEmpty());
-  EXPECT_EQ(device_status_access::devices(*sut).size(), 1U);
+  EXPECT_EQ(device_status_access::lastSppInfo(*sut).devices.size(), 1U);
 }
 
 TEST_F(DeviceStatus, WithAWrapperHearsBothSources) {
