@@ -128,14 +128,21 @@ class FacadePair {
   }
 
  private:
-  static constexpr const char* kSteps[] = {"a change of listener", "a status message", "a record", "a record",
-                                           "a notice",             "an answer",        "a send",   "a request",
+  static constexpr const char* kSteps[] = {"a change of listener",
+                                           "a status message",
+                                           "a record",
+                                           "a record",
+                                           "a notice",
+                                           "an answer",
+                                           "a send",
+                                           "a request",
                                            "a request"};
 
   void compare(const char* step) {
     Lines product;
     for (const vqfake::BtCall& asked : vqfake::btCalls()) {
-      product.push_back(OperatorModel::askLine(asked.operation, asked.deviceId, asked.uuids.empty() ? "" : asked.uuids[0],
+      product.push_back(OperatorModel::askLine(asked.operation, asked.deviceId,
+                                               asked.uuids.empty() ? "" : asked.uuids[0],
                                                std::string(asked.data.begin(), asked.data.end())));
     }
     vqfake::clearBtCalls();
@@ -143,8 +150,8 @@ class FacadePair {
       product.push_back(line);
     }
     Lines model;
-    for (Lines* const lines : {&operatorModel_.lines, &operatorModel_.client.lines, &wrapperModel_.lines,
-                               &playbackModel_.lines}) {
+    for (Lines* const lines :
+         {&operatorModel_.lines, &operatorModel_.client.lines, &wrapperModel_.lines, &playbackModel_.lines}) {
       model.insert(model.end(), lines->begin(), lines->end());
       lines->clear();
     }
@@ -284,8 +291,8 @@ class FacadePair {
 
   // What the SPP service says from now on.
   void answer(Input& input) {
-    static constexpr const char* kOperations[] = {"isRegisteredUuid",  "registerUuid",     "unregisterUuid",
-                                                  "registerWaitUuid",  "connectSpp",       "disconnectSpp",
+    static constexpr const char* kOperations[] = {"isRegisteredUuid",    "registerUuid",       "unregisterUuid",
+                                                  "registerWaitUuid",    "connectSpp",         "disconnectSpp",
                                                   "startAutoConnectSpp", "stopAutoConnectSpp", "sendData"};
     const char* const operation = kOperations[input.below(std::size(kOperations))];
     const bool isYes = input.flag();
