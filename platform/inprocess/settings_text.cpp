@@ -1,6 +1,8 @@
 #include "platform/inprocess/settings_text.h"
 
+#include <algorithm>
 #include <charconv>
+#include <string_view>
 
 namespace vqframework {
 namespace {
@@ -22,9 +24,10 @@ std::optional<Place> findValue(const std::string& text, const std::string& key) 
   std::size_t begin = 0;
   while (begin < text.size()) {
     const std::size_t end = std::min(text.find('\n', begin), text.size());
-    const std::size_t sign = text.find('=', begin);
-    if (sign < end && trimmed(text.substr(begin, sign - begin)) == key) {
-      return Place{sign + 1, end};
+    // Within the line: a text without any sign would else be gone through once for each of its lines.
+    const std::size_t length = std::string_view(text).substr(begin, end - begin).find('=');
+    if (length != std::string_view::npos && trimmed(text.substr(begin, length)) == key) {
+      return Place{begin + length + 1, end};
     }
     begin = end + 1;
   }

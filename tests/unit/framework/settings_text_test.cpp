@@ -45,6 +45,16 @@ TEST(SettingsTextTest, AnEmptyTextHasNoValues) {
   EXPECT_EQ(settingsValue("", "a"), std::nullopt);
 }
 
+// A file may be so long, and whoever can write it can write this. Line by line it takes milliseconds; looking for a
+// sign behind each line's end up to the end of the text it took minutes, and the test its time limit.
+TEST(SettingsTextTest, ATextOfAMillionLinesIsReadInOnePass) {
+  const std::string text(std::size_t{1024} * 1024, '\n');
+  for (int i = 0; i < 32; ++i) {
+    EXPECT_EQ(settingsValue(text, "a"), std::nullopt);
+  }
+  EXPECT_EQ(settingsValue(text + "a=1", "a"), 1U);
+}
+
 TEST(SettingsTextTest, ReplacesOneValueAndLeavesEveryOtherByteAlone) {
   const std::string head = std::string("# note\n\n[s]\r\n") + '\0' + "\xFF=\n";
   const std::string before = head + "a = 1\nb=2\na=3\nrest";
