@@ -19,8 +19,10 @@ using Map = std::map<std::uint32_t, Instruction>;
 class File {
  public:
   explicit File(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    bytes_.assign(std::istreambuf_iterator<char>(file), {});
+    std::ifstream file(path, std::ios::binary | std::ios::ate);
+    bytes_.resize(static_cast<std::size_t>(file.tellg()));
+    file.seekg(0);
+    file.read(bytes_.data(), static_cast<std::streamsize>(bytes_.size()));
     const auto header = at<Elf32_Ehdr>(0);
     for (std::size_t i = 0; i < header.e_shnum; ++i) {
       sections_.push_back(at<Elf32_Shdr>(header.e_shoff + i * header.e_shentsize));

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "tests/crash/code_map.h"
 #include "tests/crash/marks.h"
@@ -56,14 +57,55 @@ void setHardwareBreakpoint(pid_t thread, std::uint32_t address, bool isOn) {
   }
 }
 
-// In the code of one process: at every instruction of the libraries, each until it is met.
+// What the kernel takes for a breakpoint. As long as what it replaces: conditions (IT) count instructions.
+const unsigned char* breakInPlaceOf(const Instruction& instruction) {
+  static constexpr unsigned char kShort[] = {0x01, 0xDE};
+  static constexpr unsigned char kLong[] = {0xF0, 0xF7, 0x00, 0xA0};
+  static constexpr unsigned char kOfArm[] = {0xF0, 0x01, 0xF0, 0xE7};
+  if (!instruction.isThumb) {
+    return static_cast<const unsigned char*>(kOfArm);
+  }
+  return instruction.bytes == 2 ? static_cast<const unsigned char*>(kShort) : static_cast<const unsigned char*>(kLong);
+}
+
+// The victims, forks of this process, have the same code at the same address.
+const unsigned char* codeAt(std::uint32_t address) {
+  return reinterpret_cast<const unsigned char*>(address);  // NOLINT(performance-no-int-to-ptr): it came as a number
+}
+
+// Code with a breakpoint in place of each instruction.
+struct Stretch {
+  std::uint32_t begin;
+  std::vector<unsigned char> bytes;
+};
+
+std::vector<Stretch> stretchesFullOfBreakpoints() {
+  constexpr std::uint32_t kFar = 4096;
+  std::vector<Stretch> stretches;
+  std::uint32_t end = 0;
+  for (const auto& [address, instruction] : instructionsOfTheLibraries()) {
+    if (stretches.empty() || address - end > kFar) {
+      stretches.push_back({address, {}});
+      end = address;
+    }
+    std::vector<unsigned char>& bytes = stretches.back().bytes;
+    bytes.insert(bytes.end(), codeAt(end), codeAt(address));  // data in between
+    const unsigned char* const replacement = breakInPlaceOf(instruction);
+    bytes.insert(bytes.end(), replacement, replacement + instruction.bytes);
+    end = address + instruction.bytes;
+  }
+  return stretches;
+}
+
+// In the code of one process: at every instruction of the libraries, each until it is met. Written in few pieces: each
+// write costs the kernel as much as a whole page.
 class Breakpoints {
  public:
   explicit Breakpoints(pid_t process)
       : memory_(open(("/proc/" + std::to_string(process) + "/mem").c_str(), O_RDWR | O_CLOEXEC)) {
-    for (const auto& [address, instruction] : instructionsOfTheLibraries()) {
-      write(address, instruction.bytes, breakOf(instruction));
-      isSet_.insert(address);
+    static const std::vector<Stretch> stretches = stretchesFullOfBreakpoints();
+    for (const Stretch& stretch : stretches) {
+      write(stretch.begin, stretch.bytes.size(), stretch.bytes.data());
     }
   }
   ~Breakpoints() { close(memory_); }
@@ -72,38 +114,24 @@ class Breakpoints {
 
   static bool canBeAt(std::uint32_t address) { return instructionsOfTheLibraries().count(address) != 0; }
 
-  // Whether there was one. This process has the same code at the same address.
+  // Whether there was one.
   bool clear(std::uint32_t address) {
-    if (isSet_.erase(address) == 0) {
+    if (!isCleared_.insert(address).second) {
       return false;
     }
-    const Instruction& instruction = instructionsOfTheLibraries().at(address);
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): it came as a number
-    write(address, instruction.bytes, reinterpret_cast<const unsigned char*>(address));
+    write(address, instructionsOfTheLibraries().at(address).bytes, codeAt(address));
     return true;
   }
 
  private:
-  // What the kernel takes for a breakpoint. As long as what it replaces: conditions (IT) count instructions.
-  static const unsigned char* breakOf(const Instruction& instruction) {
-    static constexpr unsigned char kShort[] = {0x01, 0xDE};
-    static constexpr unsigned char kLong[] = {0xF0, 0xF7, 0x00, 0xA0};
-    static constexpr unsigned char kOfArm[] = {0xF0, 0x01, 0xF0, 0xE7};
-    if (!instruction.isThumb) {
-      return static_cast<const unsigned char*>(kOfArm);
-    }
-    return instruction.bytes == 2 ? static_cast<const unsigned char*>(kShort)
-                                  : static_cast<const unsigned char*>(kLong);
-  }
-
   void write(std::uint32_t address, std::size_t size, const unsigned char* bytes) const {
     if (pwrite(memory_, bytes, size, static_cast<off_t>(address)) != static_cast<ssize_t>(size)) {
-      failTracing("writing a breakpoint");
+      failTracing("writing breakpoints");
     }
   }
 
   const int memory_;
-  std::set<std::uint32_t> isSet_;
+  std::set<std::uint32_t> isCleared_;
 };
 
 // Asleep until there is a message: the one call of this kind that the libraries make.
