@@ -13,6 +13,7 @@
 #include "platform/fake/fake_state.h"
 #include "tests/fuzz/channel_bench.h"
 #include "tests/fuzz/facade_model.h"
+#include "tests/fuzz/opened.h"
 
 namespace {
 
@@ -67,31 +68,81 @@ std::string name(Input& input) {
   return choice < 250 ? kNames[choice % std::size(kNames)] : input.text(16);
 }
 
+FUZZ_OPEN(CurrentDevice, VQSLinkAppOperator, std::uint8_t, currentDevice);
+FUZZ_OPEN(CurrentIsIos, VQSLinkAppOperator, bool, currentIsIos);
+FUZZ_OPEN(Wrapper, VQSLinkAppOperator, LinkAppiOSWrapper*, mpiOSWrapper);
+FUZZ_OPEN(Client, LinkAppiOSWrapper, iOSAppCommonClient*, client);
+FUZZ_OPEN(MemPacks, iOSAppCommonClient, std::vector<iOSAppMemPack*>, memPacks);
+FUZZ_OPEN(CurrentDeviceId, iOSAppCommonClient, std::atomic<std::uint32_t>, currentDeviceId);
+FUZZ_OPEN(AppId, iOSAppCommonClient, std::atomic<std::uint32_t>, appId);
+FUZZ_OPEN(ConnectInfos, iOSAppCommonClient, std::vector<iosapp_def_::ConnectInfo>, connectInfoList);
+FUZZ_OPEN(SessionInfos, iOSAppCommonClient, std::vector<iosapp_def_::SessionInfo>, sessionInfoList);
+
+// The objects of the product. They are made once, since that takes longer than an execution.
+struct Objects {
+  std::array<Listener, kListeners> listeners;
+  VQSLinkAppOperator withSpp{"uuid"};
+  VQSLinkAppOperator withIos{"app", "", "launch"};
+  VQSLinkAppOperator withBoth{"uuid", "app", "", "launch"};
+  std::array<VQSLinkAppOperator*, 3> operators = {&withSpp, &withIos, &withBoth};
+  LinkAppiOSWrapper wrapper{"", "", ""};
+  LinkAppiOSPlaybackInfo playback;
+  iOSAppCommonDataList ring = {};  // the transcription's
+
+  // As they were made.
+  void reset() {
+    for (Listener& listener : listeners) {
+      wrapper.removeListener(&listener);
+      playback.removeListener(&listener);
+    }
+    for (std::size_t kind = 0; kind < operators.size(); ++kind) {
+      VQSLinkAppOperator& one = *operators[kind];
+      for (Listener& listener : listeners) {
+        one.removeListener(&listener);
+      }
+      one.*memberOf(CurrentDevice()) = 255;
+      one.*memberOf(CurrentIsIos()) = kind == 1;
+      LinkAppiOSWrapper* const ios = one.*memberOf(Wrapper());
+      if (ios != nullptr) {
+        reset(*(ios->*memberOf(Client())));
+      }
+    }
+    ring.writeIndex = 0;
+  }
+
+ private:
+  static void reset(iOSAppCommonClient& client) {
+    client.*memberOf(CurrentDeviceId()) = 0;
+    client.*memberOf(AppId()) = 1;
+    (client.*memberOf(ConnectInfos())).clear();
+    (client.*memberOf(SessionInfos())).clear();
+    iOSAppCommonLocalMem& fromHU = *(client.*memberOf(MemPacks())).at(0)->fromHU;
+    static_cast<iOSAppCommonDataList*>(static_cast<void*>(static_cast<char*>(fromHU.mapping) + 4))->writeIndex = 0;
+  }
+};
+
 class FacadePair {
  public:
-  FacadePair(Input& input, iOSAppCommonDataList& ring)
-      : kind_(input.below(3)), operatorModel_(kind_ != 1, kind_ != 0), ring_(ring) {
-    if (kind_ == 0) {
-      operator_ = std::make_unique<VQSLinkAppOperator>("uuid");
-    } else if (kind_ == 1) {
-      operator_ = std::make_unique<VQSLinkAppOperator>("app", "", "launch");
-    } else {
-      operator_ = std::make_unique<VQSLinkAppOperator>("uuid", "app", "", "launch");
-    }
+  FacadePair(Input& input, Objects& objects)
+      : kind_(input.below(3)),
+        listeners_(objects.listeners),
+        operator_(objects.operators[kind_]),
+        operatorModel_(kind_ != 1, kind_ != 0),
+        wrapper_(objects.wrapper),
+        playback_(objects.playback) {
+    objects.reset();
     operatorModel_.sppUuid = kind_ == 1 ? "" : "uuid";
     operatorModel_.iosAppName = kind_ == 0 ? "" : "app";
     operatorModel_.client.appName = "app";
     operatorModel_.client.appId = 1;
     operatorModel_.client.launchEnabled = true;
-    operatorModel_.client.fromHU = {&ring_, 1, 2, "iOSAppMem_Device1_From_HU"};
-    ring_.writeIndex = 0;
+    operatorModel_.client.fromHU = {&objects.ring, 1, 2, "iOSAppMem_Device1_From_HU"};
     for (std::size_t i = 0; i < listeners_.size(); ++i) {
       listeners_[i].lines = &observed_;
       listeners_[i].place = static_cast<int>(i);
     }
     vqfake::resetNotifier();
     vqfake::clearBtCalls();
-    observed_.clear();
     fuzz::keepLogIn(observed_);
   }
   ~FacadePair() { VQDbgOutput::SetSink(nullptr, nullptr); }
@@ -345,27 +396,24 @@ class FacadePair {
 
   const std::uint32_t kind_;
   Lines observed_;
-  std::array<Listener, kListeners> listeners_;
-  std::unique_ptr<VQSLinkAppOperator> operator_;
+  std::array<Listener, kListeners>& listeners_;
+  VQSLinkAppOperator* const operator_;
   OperatorModel operatorModel_;
-  LinkAppiOSWrapper wrapper_{"", "", ""};
+  LinkAppiOSWrapper& wrapper_;
   WrapperModel wrapperModel_;
-  LinkAppiOSPlaybackInfo playback_;
+  LinkAppiOSPlaybackInfo& playback_;
   PlaybackModel playbackModel_;
-  iOSAppCommonDataList& ring_;  // the transcription's
 };
 
 }  // namespace
 
 extern "C" __attribute__((visibility("default"))) int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                                                              std::size_t size) {
-  static auto* const table = new iOSAppCommonLocalMem_AppInfo;
-  static auto* const ring = new iOSAppCommonDataList();
+  static auto* const objects = new Objects;
   Input input(data, size);
-  std::memset(static_cast<char*>(table->mapping) + 4, 0, sizeof(iOSAppInfoList));
   vqfake::reset();
   vqfake::resetBluetooth();
-  FacadePair pair(input, *ring);
+  FacadePair pair(input, *objects);
   for (unsigned int i = 0; i < kMostSteps && !input.isEmpty(); ++i) {
     pair.step(input);
   }

@@ -9,6 +9,7 @@
 #include "platform/reference/attach_table.h"
 #include "platform/reference/loss_counter.h"
 #include "platform/reference/message_log.h"
+#include "platform/reference/polling.h"
 #include "tests/fuzz/input.h"
 #include "tests/fuzz/require.h"
 
@@ -109,6 +110,15 @@ void disturb(Input& input, Log& log) {
   }
 }
 
+// They never wait for real, and take the same for the same bytes.
+std::uint64_t timeNow() {
+  static std::uint64_t time = 0;
+  return time += 20'000;
+}
+int processorNow() {
+  return 3;
+}
+
 // The delivery thread's own things, and what it does between two messages.
 class Reader {
  public:
@@ -123,8 +133,10 @@ class Reader {
   }
 
   void readNext() {
+    const std::uint32_t posted = log_.log().posted();
     switch (log_.log().read(position_, message_)) {
       case MessageLog::Read::kNothingNew:
+        polling_.bridges(log_.log(), posted);
         return;
       case MessageLog::Read::kOverwritten: {
         MessageLog::Snapshot snapshot;
@@ -138,6 +150,7 @@ class Reader {
           place_->setPosition(position_);
         }
         requireWhole();
+        polling_.onMessage(message_);
         if (!message_.isControl) {
           losses_.onMessage(message_);
         }
@@ -162,6 +175,7 @@ class Reader {
   const std::vector<std::uint32_t> ids_ = {2, 4, 77};
   std::uint64_t position_ = 0;
   vqframework::LossCounter losses_;
+  vqframework::Polling polling_{true, &processorNow, &timeNow};
   std::unique_ptr<vqframework::AttachedProcess> place_;  // seldom: it asks the kernel for every listed process
   Message message_;
 };

@@ -80,7 +80,7 @@ void putEntries(Input& input, File& file) {
   while (!input.isEmpty()) {
     const auto type = static_cast<std::uint16_t>(input.below(10));
     const auto flags = static_cast<std::uint16_t>(input.below(2));
-    const std::string body = input.text();
+    const std::string body = input.take(std::size_t{2} * input.byte());
     ByteWriter sealed;
     sealed.number(serial).number(type).number(flags).raw(body.data(), body.size());
     ByteWriter entry;
