@@ -1,6 +1,6 @@
 // What is true on the head unit's own machine: 32-bit ARM, and the C++ library's original std::string, which is one
-// pointer to counted characters. The size arguments of the notifications, constants everywhere, are sizes of the records
-// there; receivers in the field rely on it. Elsewhere this file is empty.
+// pointer to counted characters. The size arguments of the notifications, constants everywhere, are sizes of the
+// records there; receivers in the field rely on it. Elsewhere this file is empty.
 
 #include <string>
 
