@@ -97,6 +97,12 @@ struct MessageLogObject {
   MessageSlot slots[kSlotCount];
 };
 
+// The same for all who look, whatever their word size: mutexes take up to 48 bytes.
+static_assert(offsetof(MessageLogObject, postingLock) == 64 && offsetof(MessageLogObject, head) == 128, "layout");
+static_assert(offsetof(MessageLogObject, sleepers) == 192 && offsetof(MessageLogObject, owed) == 256, "layout");
+static_assert(offsetof(MessageLogObject, counts) == 320 && offsetof(MessageLogObject, places) == 1088, "layout");
+static_assert(offsetof(MessageLogObject, slots) == 9280 && sizeof(MessageLogObject) == 3155008, "layout");
+
 static_assert(std::atomic<std::uint64_t>::is_always_lock_free, "shared between processes");
 static_assert(std::atomic<MessageWord>::is_always_lock_free, "shared between processes");
 

@@ -20,7 +20,7 @@ int initializeLockObject(void* object) {
   return initializeRobustMutex(static_cast<LockObject*>(object)->mutex);
 }
 
-constexpr SharedObjectKind kLockKind = {0x4B4C5156U /* "VQLK" */, 1, sizeof(LockObject), &initializeLockObject};
+constexpr SharedObjectKind kLockKind = {kLockMagic, kLockVersion, sizeof(LockObject), &initializeLockObject};
 
 // Thread numbers are never used again, unlike the kernel's: a lock that a thread took to its grave is not mistaken for
 // a new thread's own.

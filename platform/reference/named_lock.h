@@ -4,6 +4,7 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -14,13 +15,22 @@
 
 namespace vqframework {
 
-// What lies in the object "/<segment name>.lock". Others may look at holder and count at any time.
+constexpr std::uint32_t kLockMagic = 0x4B4C5156U;  // "VQLK"
+constexpr std::uint32_t kLockVersion = 2;
+
+// What lies in the object "/<segment name>.lock". Others may look at holder and count at any time, also those of
+// another word size, who cannot share the mutex: it has 24 to 48 bytes, and what follows lies at one place for all.
 struct LockObject {
   SharedHeader header;
-  pthread_mutex_t mutex;
+  union {
+    pthread_mutex_t mutex;
+    unsigned char roomOfMutex[48];
+  };
   std::atomic<std::uint32_t> holderPid;              // 0 = free; a dead holder's stands until the next one comes
   std::atomic<std::uint64_t> contendedAcquisitions;  // acquisitions that did not get it at the first try
 };
+static_assert(offsetof(LockObject, mutex) == 32 && offsetof(LockObject, holderPid) == 80, "layout");
+static_assert(offsetof(LockObject, contendedAcquisitions) == 88 && sizeof(LockObject) == 96, "layout");
 
 class NamedLock {
  public:

@@ -1,4 +1,5 @@
 #!/bin/busybox sh
+# shellcheck shell=dash
 # The first process of the emulated machine: its file systems, then the job in /job, then the end.
 b=/bin/busybox
 $b mount -t proc none /proc

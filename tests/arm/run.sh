@@ -4,6 +4,7 @@
 #   commands  SECONDS NAME COMMAND   anything else
 #   settings  sourced first
 # Ends with 1 where a test fails, or where a program of the machine met an alignment fault.
+# shellcheck disable=SC1091  # it is made for each run
 . ./settings
 export HOME=/tmp LANG=C.UTF-8
 out=/tmp/run

@@ -41,6 +41,8 @@ struct SteppingFailed : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+class Crowd;
+
 class Stepper {
  public:
   // A child of this process that traces itself and comes to the begin mark; up to the end mark.
@@ -78,6 +80,7 @@ class Stepper {
   Stepper(pid_t process, pid_t sleeper, std::uint64_t callAddress)
       : process_(process), thread_(sleeper), end_(End::kSleep), callAddress_(callAddress), isInCall_(true) {}
   bool step();
+  pid_t nextStop(Crowd& crowd, bool hasRun, int& status) const;  // ARM
   void readRegisters();
   bool isAtEnd() const;
   void resume(int how);

@@ -145,10 +145,12 @@ bool isInNotifiersSleep(pid_t process, pid_t thread) {
          arguments[1] == FUTEX_WAIT_BITSET;
 }
 
+}  // namespace
+
 // All threads of a process that is recorded: every one of them meets the breakpoints.
 class Crowd {
  public:
-  Crowd(pid_t process, pid_t recorded) : recorded_(recorded) {
+  Crowd(pid_t process, pid_t recorded) : process_(process), recorded_(recorded) {
     for (const pid_t thread : threadsOf(process)) {
       // Refused where this process traces it already.
       if (ptrace(PTRACE_SEIZE, thread, nullptr, PTRACE_O_TRACECLONE) == 0 || thread == recorded || thread == process) {
@@ -157,6 +159,21 @@ class Crowd {
     }
     ptrace(PTRACE_SETOPTIONS, recorded, nullptr, PTRACE_O_TRACECLONE);  // it stands
   }
+  // Ends the process: it is not gone before all its traced threads have been waited for.
+  ~Crowd() {
+    for (const pid_t thread : threadsOf(process_)) {
+      threads_.insert(thread);
+    }
+    threads_.erase(process_);
+    ::kill(process_, SIGKILL);
+    for (const pid_t thread : threads_) {
+      int status = 0;
+      while (waitpid(thread, &status, __WALL) == thread && WIFSTOPPED(status)) {
+      }
+    }
+  }
+  Crowd(const Crowd&) = delete;
+  Crowd& operator=(const Crowd&) = delete;
 
   // Of some thread, if one has stopped, or ended: which one, and how. 0 = none.
   pid_t next(int& status) {
@@ -189,9 +206,12 @@ class Crowd {
   }
 
  private:
+  const pid_t process_;
   const pid_t recorded_;
   std::set<pid_t> threads_;
 };
+
+namespace {
 
 bool isBreakpoint(int status) {
   return WIFSTOPPED(status) && status >> 16 == 0 && WSTOPSIG(status) == SIGTRAP;
@@ -274,6 +294,20 @@ bool Stepper::runTo(std::uint64_t address, std::uint32_t /*visit*/) {
   return position() == address;
 }
 
+// The thread that has stopped or ended; 0 = the recorded one sleeps the sleep that is its end.
+pid_t Stepper::nextStop(Crowd& crowd, bool hasRun, int& status) const {
+  pid_t thread = 0;
+  const auto isThere = [&] {
+    thread = crowd.next(status);
+    return thread != 0 || (end_ == End::kSleep && hasRun && isInNotifiersSleep(process_, thread_));
+  };
+  if (!lookUntil(isThere, secondsToTarget())) {
+    throw SteppingFailed("the recorded thread does not come to its end");
+  }
+  return thread;
+}
+
+// When it returns the process has come to its end, too.
 Trace Stepper::record() {
   Trace trace;
   const auto note = [&trace](std::uint64_t address) {
@@ -286,20 +320,21 @@ Trace Stepper::record() {
   Crowd crowd(process_, thread_);
   Breakpoints breakpoints(process_);
   checkTracing(ptrace(PTRACE_CONT, thread_, nullptr, nullptr), "continue");
-  const auto isOver = [&] {
+  for (;;) {
     int status = 0;
-    const pid_t thread = crowd.next(status);
+    const pid_t thread = nextStop(crowd, trace.at.size() > 1, status);
     if (thread == 0) {
-      const bool hasRun = trace.at.size() > 1;
-      return end_ == End::kSleep && hasRun && isInNotifiersSleep(process_, thread_);
+      return trace;
     }
     if (!WIFSTOPPED(status)) {
-      hasEnded_ = hasEnded_ || thread == thread_;
-      return hasEnded_;
+      if (thread == thread_) {
+        return trace;
+      }
+      continue;
     }
     const std::uint32_t address = isBreakpoint(status) ? pcOf(thread) : 0;
     if (thread == thread_ && end_ == End::kMark && address == endMarkAddress()) {
-      return true;
+      return trace;
     }
     if (address != 0 && !Breakpoints::canBeAt(address)) {
       throw SteppingFailed("the victim stops where nobody has told it to");
@@ -308,12 +343,7 @@ Trace Stepper::record() {
       note(address);
     }
     crowd.proceed(thread, status);
-    return false;
-  };
-  if (!lookUntil(isOver, 4 * secondsToTarget())) {
-    throw SteppingFailed("the recorded thread does not come to its end");
   }
-  return trace;
 }
 
 // A thread that is found in its sleep is awake when it comes to the first place behind it.

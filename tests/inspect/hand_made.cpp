@@ -73,7 +73,7 @@ void makeLock(const std::string& segment) {
   const std::string name = segment + ".lock";
   makeObject(name, sizeof(vqframework::LockObject));
   SharedHeader header = {};
-  fillHeader(header, 0x4B4C5156U, 1, sizeof(vqframework::LockObject));
+  fillHeader(header, vqframework::kLockMagic, vqframework::kLockVersion, sizeof(vqframework::LockObject));
   require(test_support::pokeShm(name, 0, &header, sizeof header), "no header");
 }
 

@@ -79,7 +79,8 @@ std::optional<Stamp> readMessage(const std::uint8_t* data, std::size_t size) {
 std::string textOf(std::uint32_t incarnation, std::uint32_t sequence) {
   constexpr std::size_t kLongest = 255 - kSumDigits;
   std::string text = std::to_string(incarnation) + "#" + std::to_string(sequence) + " ";
-  text.resize(std::min(kLongest, text.size() + static_cast<std::size_t>(mixed(sequence + 1) % kLongest)), static_cast<char>('a' + sequence % 26));
+  text.resize(std::min(kLongest, text.size() + static_cast<std::size_t>(mixed(sequence + 1) % kLongest)),
+              static_cast<char>('a' + sequence % 26));
   return text + digitsOf(checksumOf(text.data(), text.size()));
 }
 

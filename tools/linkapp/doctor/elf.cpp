@@ -76,7 +76,7 @@ std::string buildIdIn(const File& file) {
     if (!file.read(header.e_phoff + i * sizeof segment, &segment, sizeof segment) || segment.p_type != PT_NOTE) {
       continue;
     }
-    std::vector<unsigned char> notes(std::min<std::size_t>(segment.p_filesz, kMostNotes));
+    std::vector<unsigned char> notes(static_cast<std::size_t>(std::min<std::uint64_t>(segment.p_filesz, kMostNotes)));
     std::string id = file.read(segment.p_offset, notes.data(), notes.size()) ? buildIdIn(notes) : "";
     if (!id.empty()) {
       return id;

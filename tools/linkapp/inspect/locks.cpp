@@ -10,11 +10,9 @@
 namespace inspect {
 namespace {
 
+using vqframework::kLockMagic;
+using vqframework::kLockVersion;
 using vqframework::LockObject;
-
-// As named_lock.cpp makes them.
-constexpr std::uint32_t kLockMagic = 0x4B4C5156U;  // "VQLK"
-constexpr std::uint32_t kLockVersion = 1;
 
 }  // namespace
 

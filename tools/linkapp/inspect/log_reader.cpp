@@ -33,6 +33,14 @@ Message messageAt(const Bytes& bytes, std::size_t begin) {
   return message;
 }
 
+// What a mutex takes with the GNU C library, on ARM and x86 with 32 bits, on x86 and on ARM with 64 bits. Nothing else
+// in these objects depends on who made them: whoever only looks may have another word size than those who share the
+// locks.
+bool isKnownMutex(std::uint32_t wordSize, std::uint32_t mutexSize) {
+  return (wordSize == sizeof(void*) && mutexSize == sizeof(pthread_mutex_t)) || (wordSize == 4 && mutexSize == 24) ||
+         (wordSize == 8 && (mutexSize == 40 || mutexSize == 48));
+}
+
 }  // namespace
 
 std::string headerProblem(const Object& object, std::uint32_t magic, std::uint32_t layoutVersion, std::size_t size) {
@@ -50,7 +58,8 @@ std::string headerProblem(const Object& object, std::uint32_t magic, std::uint32
   if (word(offsetof(SharedHeader, magic)) != magic) {
     return "holds something else";
   }
-  if (word(offsetof(SharedHeader, wordSize)) != sizeof(void*)) {
+  const bool isKnown = isKnownMutex(word(offsetof(SharedHeader, wordSize)), word(offsetof(SharedHeader, mutexSize)));
+  if (!isKnown && word(offsetof(SharedHeader, wordSize)) != sizeof(void*)) {
     return "was made by a process whose pointers have " + std::to_string(word(offsetof(SharedHeader, wordSize))) +
            " bytes, not " + std::to_string(sizeof(void*));
   }
@@ -58,8 +67,7 @@ std::string headerProblem(const Object& object, std::uint32_t magic, std::uint32
     return "has layout version " + std::to_string(word(offsetof(SharedHeader, layoutVersion))) + ", not " +
            std::to_string(layoutVersion);
   }
-  if (word(offsetof(SharedHeader, mutexSize)) != sizeof(pthread_mutex_t) ||
-      header.at<std::uint64_t>(offsetof(SharedHeader, objectSize)) != size) {
+  if (!isKnown || header.at<std::uint64_t>(offsetof(SharedHeader, objectSize)) != size) {
     return "was made with another C library or build";
   }
   return object.facts().size < size ? "is shorter than its " + std::to_string(size) + " bytes" : "";

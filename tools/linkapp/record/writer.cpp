@@ -35,7 +35,8 @@ Clock clockNow() {
 }
 
 Writer::Writer(const std::string& path, std::uint64_t limit) : path_(path) {
-  chunkBytes_ = std::clamp<std::uint64_t>(limit / kChunksWanted, kLeastChunkBytes, kUsualMostChunkBytes);
+  chunkBytes_ = static_cast<std::size_t>(
+      std::clamp<std::uint64_t>(limit / kChunksWanted, kLeastChunkBytes, kUsualMostChunkBytes));
   chunkCount_ = static_cast<std::uint32_t>(
       std::min<std::uint64_t>((std::max(limit, kLeastLimit) - kFileHeaderBytes) / chunkBytes_, kMostChunks));
   fd_ = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);  // what applications say is in it
