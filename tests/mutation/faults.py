@@ -12,12 +12,15 @@ AFFECTED = {
                                "facade_one_process", "process_tests"],
     "VQFramework/": ["unit_linkapp", "unit_framework", "unit_reference", "conformance_reference", "process_tests",
                      "fault_tests", "access_tests"],
-    "platform/reference/": ["unit_reference_inside", "conformance_reference", "unit_reference", "process_tests",
+    "platform/reference/": ["conformance_reference", "unit_reference", "unit_reference_inside", "process_tests",
                             "fault_tests", "access_tests"],
     "platform/inprocess/": ["unit_framework", "unit_reference_inside", "conformance_reference", "conformance_fake",
                             "unit_reference", "unit_facade_threads", "process_tests"],
     "platform/bluez/": ["unit_bluez", "bluez_tests"],
 }
+
+# The tests that take most of their program's time.
+LONG = {"unit_reference_inside": "PosterKilledAnywhere.*", "unit_hfp": "HfpModel.*"}
 
 
 class Fault:
@@ -29,9 +32,11 @@ class Fault:
         self.old, self.new, self.tests = [], [], []
 
     def programs(self):
-        """Those that it names, then the others that may notice."""
+        """Those that it names, then the others that may notice, then what takes long."""
         folder = next(folder for folder in AFFECTED if self.path.startswith(folder))
-        return self.tests + [name for name in AFFECTED[folder] if name not in self.tests]
+        names = self.tests + [name for name in AFFECTED[folder] if name not in self.tests]
+        return ([f"{name}/-{LONG[name]}" if name in LONG else name for name in names] +
+                [f"{name}/{LONG[name]}" for name in names if name in LONG])
 
     def key(self):
         return "\n".join([self.path, *self.old, "->", *self.new])

@@ -12,14 +12,14 @@ HERE = workshop.Path(__file__).resolve().parent
 LIST = HERE / "faults.txt"
 RESULTS = workshop.PLACE / "results.json"
 LEAST_CAUGHT = 95  # of 100 faults
-PATIENCE = 30      # seconds more than five times what a program needs without a fault
+PATIENCE = 30      # seconds that a program may be silent, more than three times what it is without a fault
 
 
 class Baseline:
-    """What each program needs when nothing is wrong. One that is not green then could not show anything."""
+    """How long each program is silent when nothing is wrong. One that is not green then could not show anything."""
 
     def __init__(self):
-        self.path = workshop.PLACE / "seconds.json"
+        self.path = workshop.PLACE / "silence.json"
         self.seconds = workshop.load(self.path, {})
 
     def measure(self, names):
@@ -30,21 +30,25 @@ class Baseline:
         if message is not None:
             raise SystemExit(f"{message}\nthe tree does not build without a fault")
         for name in missing:
-            begin = time.monotonic()
             outcome = workshop.Program(name).run(600)
             if not outcome.is_green():
                 raise SystemExit(f"{name} fails without a fault: {' '.join(outcome.failed)}")
-            self.seconds[name] = time.monotonic() - begin
-            print(f"{name}: green in {self.seconds[name]:.1f} s", flush=True)
+            self.seconds[name] = outcome.longest_silence
+            print(f"{name}: green, silent for {self.seconds[name]:.1f} s at most", flush=True)
             workshop.save(self.path, self.seconds)
 
     def limit(self, name):
-        return 5 * self.seconds[name] + PATIENCE
+        return 3 * self.seconds[name] + PATIENCE
 
 
 def show_again(program, failed, limit):
-    """Whether a failure shows again, alone or with all others: one that does not is an accident and catches nothing."""
-    return any(not program.run(limit, name).is_green() for name in failed[:3]) or not program.run(limit).is_green()
+    """The test whose failure shows again, alone or with all others; None where none does: an accident catches
+    nothing."""
+    for name in failed[:3]:
+        if not program.run(limit, name).is_green():
+            return name
+    again = program.run(limit).failed
+    return again[0] if again else None
 
 
 def try_fault(fault, baseline):
@@ -56,9 +60,10 @@ def try_fault(fault, baseline):
         program = workshop.Program(name)
         outcome = program.run(baseline.limit(name))
         if outcome.timed_out:
-            return "timed out", f"{name}.{' '.join(outcome.failed)}"
-        if not outcome.is_green() and show_again(program, outcome.failed, baseline.limit(name)):
-            return "caught", f"{name}.{outcome.failed[0]}"
+            return "timed out", f"{program.target}.{' '.join(outcome.failed)}"
+        shown = None if outcome.is_green() else show_again(program, outcome.failed, baseline.limit(name))
+        if shown is not None:
+            return "caught", f"{program.target}.{shown}"
     return "survived", ""
 
 
@@ -138,10 +143,9 @@ def main():
         raise SystemExit(f"no such fault: {' '.join(sorted(unknown))}")
     listed = [fault for fault in listed if not options.only or fault.name in options.only]
 
-    workshop.PLACE.mkdir(parents=True, exist_ok=True)
+    workshop.take_place()
     workshop.adopt_orphans()
     workshop.refresh_copy()
-    workshop.configure()
     baseline = Baseline()
     baseline.measure(sorted({name for fault in listed for name in fault.programs()}))
     known = workshop.load(RESULTS, {})

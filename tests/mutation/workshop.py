@@ -4,6 +4,7 @@ The copy and the build lie in build/mutation and stay there: what has not change
 again.
 """
 import ctypes
+import fcntl
 import json
 import os
 import re
@@ -16,11 +17,22 @@ from pathlib import Path
 TREE = Path(__file__).resolve().parents[2]
 PLACE = TREE / "build" / "mutation"
 COPY = PLACE / "tree"
-BUILD = PLACE / "build"
+# A program of the second build is named "tsan:PROGRAM".
+BUILDS = {"": PLACE / "build", "tsan": PLACE / "tsan"}
 RUNS = PLACE / "runs"
 JOBS = os.cpu_count() or 1
 
 PR_SET_CHILD_SUBREAPER = 36
+
+
+def take_place():
+    """One run at a time: two would put their faults into the same copy. The lock is held until the process ends."""
+    PLACE.mkdir(parents=True, exist_ok=True)
+    place = os.open(PLACE, os.O_RDONLY)
+    try:
+        fcntl.flock(place, fcntl.LOCK_EX | fcntl.LOCK_NB)
+    except BlockingIOError:
+        raise SystemExit(f"another run is at work in {PLACE}") from None
 
 
 def refresh_copy():
@@ -40,25 +52,41 @@ def refresh_copy():
             path.unlink()
 
 
-def configure():
+def split(program):
+    """(build, name, filter) of a program, [BUILD:]NAME[/FILTER]."""
+    path, _, test_filter = program.partition("/")
+    kind, _, name = path.rpartition(":")
+    return kind, name, test_filter or "*"
+
+
+def configure(kind):
     """Without optimizer, debug information and errors for warnings: a variable that is unused now catches no fault."""
-    if (BUILD / "build.ninja").exists():
+    if (BUILDS[kind] / "build.ninja").exists():
         return
-    options = ["-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-O0 -g0", "-DCMAKE_CXX_COMPILER=g++",
-               "-DLINKAPP_BUILD_BENCHMARKS=OFF", "-DLINKAPP_WARNINGS_AS_ERRORS=OFF",
+    options = ["-DCMAKE_BUILD_TYPE=Debug", "-DLINKAPP_BUILD_BENCHMARKS=OFF", "-DLINKAPP_WARNINGS_AS_ERRORS=OFF",
                # A program is not linked again, nor asked for its tests, because a library has changed.
                "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON", "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST"]
+    options += {"": ["-DCMAKE_CXX_FLAGS_DEBUG=-O0 -g0", "-DCMAKE_CXX_COMPILER=g++"],
+                "tsan": ["-DCMAKE_CXX_FLAGS_DEBUG=-O1 -g1", "-DCMAKE_CXX_COMPILER=clang++",
+                         "-DLINKAPP_SANITIZE=thread"]}[kind]
     if subprocess.run(["which", "ccache"], capture_output=True).returncode == 0:
         options.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
-    subprocess.run(["cmake", "-S", COPY, "-B", BUILD, "-G", "Ninja", *options], check=True,
+    subprocess.run(["cmake", "-S", COPY, "-B", BUILDS[kind], "-G", "Ninja", *options], check=True,
                    stdout=subprocess.DEVNULL)
 
 
 def build(programs):
     """None, or what the compiler says."""
-    result = subprocess.run(["ninja", "-C", BUILD, f"-j{JOBS}", *programs], stdout=subprocess.PIPE,
-                            stderr=subprocess.STDOUT, text=True, errors="replace")
-    return None if result.returncode == 0 else result.stdout
+    for kind, folder in BUILDS.items():
+        names = {name for its_kind, name, _ in map(split, programs) if its_kind == kind}
+        if not names:
+            continue
+        configure(kind)
+        result = subprocess.run(["ninja", "-C", folder, f"-j{JOBS}", *names], stdout=subprocess.PIPE,
+                                stderr=subprocess.STDOUT, text=True, errors="replace")
+        if result.returncode != 0:
+            return result.stdout
+    return None
 
 
 def adopt_orphans():
@@ -91,12 +119,33 @@ def end_leftovers():
 class Outcome:
     """How a program ended: `failed` are its tests that failed, or that were running when it died or was stopped."""
 
-    def __init__(self, failed, timed_out):
+    def __init__(self, failed, timed_out, longest_silence):
         self.failed = failed
         self.timed_out = timed_out
+        self.longest_silence = longest_silence
 
     def is_green(self):
         return not self.failed and not self.timed_out
+
+
+class Silence:
+    """For how long the parts of a program that still run have said nothing."""
+
+    def __init__(self, logs):
+        self.logs = logs
+        self.last = [(0, time.monotonic()) for _ in logs]
+        self.longest = 0.0
+
+    def now(self, parts):
+        longest = 0.0
+        for place, (part, log) in enumerate(zip(parts, self.logs)):
+            size, since = os.fstat(log.fileno()).st_size, self.last[place][1]
+            if size != self.last[place][0]:
+                self.last[place] = (size, time.monotonic())
+            if part.poll() is None:
+                longest = max(longest, time.monotonic() - since)
+        self.longest = max(self.longest, longest)
+        return longest
 
 
 def parse_failures(text, exit_code):
@@ -112,30 +161,33 @@ class Program:
 
     def __init__(self, name):
         self.name = name
-        found = [path for path in BUILD.glob(f"tests/**/{name}") if path.is_file()]
+        kind, self.target, self.filter = split(name)
+        found = [path for path in BUILDS[kind].glob(f"tests/**/{self.target}") if path.is_file()]
         if len(found) != 1:
             raise SystemExit(f"{name} is no test program of this build")
         self.path = found[0]
 
     def start(self, log, test_filter, shard=0, shards=1):
-        environment = dict(os.environ, GTEST_TOTAL_SHARDS=str(shards), GTEST_SHARD_INDEX=str(shard))
+        environment = dict(os.environ, GTEST_TOTAL_SHARDS=str(shards), GTEST_SHARD_INDEX=str(shard),
+                           TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1")
         return subprocess.Popen([self.path, "--gtest_fail_fast", f"--gtest_filter={test_filter}"],
                                 cwd=self.path.parent, env=environment, stdin=subprocess.DEVNULL, stdout=log,
                                 stderr=subprocess.STDOUT, start_new_session=True)
 
-    def run(self, limit, test_filter="*"):
-        """Runs until the first failure, in as many parts as there are processors. Ends after `limit` seconds."""
+    def run(self, limit, test_filter=None):
+        """Runs until the first failure, in as many parts as there are processors. One that says nothing for `limit`
+        seconds hangs, and is stopped."""
         RUNS.mkdir(parents=True, exist_ok=True)
-        shards = JOBS if test_filter == "*" else 1
-        logs = [(RUNS / f"{self.name}.{shard}.log").open("w+", errors="replace") for shard in range(shards)]
-        parts = [self.start(log, test_filter, shard, shards) for shard, log in enumerate(logs)]
-        end = time.monotonic() + limit
-        while any(part.poll() is None for part in parts) and time.monotonic() < end:
+        shards = JOBS if test_filter is None else 1
+        logs = [(RUNS / f"{self.target}.{shard}.log").open("w+", errors="replace") for shard in range(shards)]
+        parts = [self.start(log, test_filter or self.filter, shard, shards) for shard, log in enumerate(logs)]
+        silence = Silence(logs)
+        while any(part.poll() is None for part in parts) and silence.now(parts) < limit:
             if any(part.poll() not in (None, 0) for part in parts):
                 break
             time.sleep(0.02)
         running = [part.poll() is None for part in parts]
-        timed_out = time.monotonic() >= end and any(running)
+        timed_out = silence.longest >= limit and any(running)
         for part, is_running in zip(parts, running):
             if is_running:
                 os.killpg(part.pid, signal.SIGKILL)
@@ -147,7 +199,7 @@ class Program:
             if timed_out or not was_stopped:
                 failed |= parse_failures(log.read(), part.returncode)
             log.close()
-        return Outcome(sorted(failed), timed_out)
+        return Outcome(sorted(failed), timed_out, silence.longest)
 
 
 def load(path, otherwise):
