@@ -17,8 +17,7 @@ from pathlib import Path
 TREE = Path(__file__).resolve().parents[2]
 PLACE = TREE / "build" / "mutation"
 COPY = PLACE / "tree"
-# A program of the second build is named "tsan:PROGRAM".
-BUILDS = {"": PLACE / "build", "tsan": PLACE / "tsan"}
+BUILD = PLACE / "build"
 RUNS = PLACE / "runs"
 JOBS = os.cpu_count() or 1
 
@@ -53,40 +52,32 @@ def refresh_copy():
 
 
 def split(program):
-    """(build, name, filter) of a program, [BUILD:]NAME[/FILTER]."""
-    path, _, test_filter = program.partition("/")
-    kind, _, name = path.rpartition(":")
-    return kind, name, test_filter or "*"
+    """(name, filter) of a program, NAME[/FILTER]."""
+    name, _, test_filter = program.partition("/")
+    return name, test_filter or "*"
 
 
-def configure(kind):
+def configure():
     """Without optimizer, debug information and errors for warnings: a variable that is unused now catches no fault."""
-    if (BUILDS[kind] / "build.ninja").exists():
+    if (BUILD / "build.ninja").exists():
         return
-    options = ["-DCMAKE_BUILD_TYPE=Debug", "-DLINKAPP_BUILD_BENCHMARKS=OFF", "-DLINKAPP_WARNINGS_AS_ERRORS=OFF",
+    options = ["-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-O0 -g0", "-DCMAKE_CXX_COMPILER=g++",
+               "-DLINKAPP_BUILD_BENCHMARKS=OFF", "-DLINKAPP_WARNINGS_AS_ERRORS=OFF",
                # A program is not linked again, nor asked for its tests, because a library has changed.
                "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON", "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST"]
-    options += {"": ["-DCMAKE_CXX_FLAGS_DEBUG=-O0 -g0", "-DCMAKE_CXX_COMPILER=g++"],
-                "tsan": ["-DCMAKE_CXX_FLAGS_DEBUG=-O1 -g1", "-DCMAKE_CXX_COMPILER=clang++",
-                         "-DLINKAPP_SANITIZE=thread"]}[kind]
     if subprocess.run(["which", "ccache"], capture_output=True).returncode == 0:
         options.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
-    subprocess.run(["cmake", "-S", COPY, "-B", BUILDS[kind], "-G", "Ninja", *options], check=True,
+    subprocess.run(["cmake", "-S", COPY, "-B", BUILD, "-G", "Ninja", *options], check=True,
                    stdout=subprocess.DEVNULL)
 
 
 def build(programs):
     """None, or what the compiler says."""
-    for kind, folder in BUILDS.items():
-        names = {name for its_kind, name, _ in map(split, programs) if its_kind == kind}
-        if not names:
-            continue
-        configure(kind)
-        result = subprocess.run(["ninja", "-C", folder, f"-j{JOBS}", *names], stdout=subprocess.PIPE,
-                                stderr=subprocess.STDOUT, text=True, errors="replace")
-        if result.returncode != 0:
-            return result.stdout
-    return None
+    configure()
+    names = sorted({split(program)[0] for program in programs})
+    result = subprocess.run(["ninja", "-C", BUILD, f"-j{JOBS}", *names], stdout=subprocess.PIPE,
+                            stderr=subprocess.STDOUT, text=True, errors="replace")
+    return None if result.returncode == 0 else result.stdout
 
 
 def adopt_orphans():
@@ -161,15 +152,14 @@ class Program:
 
     def __init__(self, name):
         self.name = name
-        kind, self.target, self.filter = split(name)
-        found = [path for path in BUILDS[kind].glob(f"tests/**/{self.target}") if path.is_file()]
+        self.target, self.filter = split(name)
+        found = [path for path in BUILD.glob(f"tests/**/{self.target}") if path.is_file()]
         if len(found) != 1:
             raise SystemExit(f"{name} is no test program of this build")
         self.path = found[0]
 
     def start(self, log, test_filter, shard=0, shards=1):
-        environment = dict(os.environ, GTEST_TOTAL_SHARDS=str(shards), GTEST_SHARD_INDEX=str(shard),
-                           TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1")
+        environment = dict(os.environ, GTEST_TOTAL_SHARDS=str(shards), GTEST_SHARD_INDEX=str(shard))
         return subprocess.Popen([self.path, "--gtest_fail_fast", f"--gtest_filter={test_filter}"],
                                 cwd=self.path.parent, env=environment, stdin=subprocess.DEVNULL, stdout=log,
                                 stderr=subprocess.STDOUT, start_new_session=True)
