@@ -231,7 +231,8 @@ def main():
     passing = [result["test"] for result in results if result["result"] == "STILL PASSES"]
     broken = check_unturned(results)
     print(f"seed {options.seed}: {len(results)} tests, {len(results) - len(passing)} fail when one of their assertions"
-          f" is turned round; still passing: {', '.join(passing) or 'none'}; failing as they are: {', '.join(broken) or 'none'}")
+          f" is turned round; still passing: {', '.join(passing) or 'none'};"
+          f" failing as they are: {', '.join(broken) or 'none'}")
     return 1 if passing or broken else 0
 
 
