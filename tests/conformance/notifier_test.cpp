@@ -97,6 +97,18 @@ TEST_F(NotifierTest, DeliversEveryIdentifierOfAListAndNoOther) {
   EXPECT_THAT(first.ids(), ElementsAre(kC, kA));
 }
 
+// For frameworks that sort identifiers into a few bits: here are small ones and such as have the same low bits.
+TEST_F(NotifierTest, TellsSmallIdentifiersFromGreatOnesOfTheSameLowBits) {
+  add(sut, first, {5U, 6U});
+  add(sut, second, {5U + 64U});
+  for (const unsigned int id : {5U + 16U, 5U + 32U, 5U + 64U, 6U + 256U, 6U + 65536U, 6U}) {
+    notify(sut, id);
+  }
+  drain();
+  EXPECT_THAT(first.ids(), ElementsAre(6U));
+  EXPECT_THAT(second.ids(), ElementsAre(5U + 64U));
+}
+
 TEST_F(NotifierTest, DeliversTheSmallestAndTheGreatestIdentifier) {
   add(sut, first, {0U, 0xFFFFFFFFU});
   notify(sut, 0xFFFFFFFFU);

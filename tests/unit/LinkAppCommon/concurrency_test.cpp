@@ -3,6 +3,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <new>
 #include <set>
 #include <thread>
 
@@ -11,10 +12,14 @@
 #include "LinkAppCommon/iOSAppCommonServer.h"
 #include "channel_events.h"
 #include "channel_fixture.h"
+#include "tests/conformance/worker.h"
+#include "tests/support/wait_until.h"
 
 namespace {
 
+using conformance::Worker;
 using testing::Each;
+using testing::IsEmpty;
 using testing::SizeIs;
 
 using Concurrency = ChannelTest;
@@ -223,6 +228,106 @@ TEST_F(Concurrency, AServerThatStartsWhileAppsArriveMissesNone) {
   for (std::uint16_t i = 1; i <= kLastApp; ++i) {
     EXPECT_FALSE(sut->getLaunchStringFromAppList(i).empty()) << i;
   }
+}
+
+// An explicit instantiation may name private members: each one here hands its member's address to a function that is
+// found by its tag.
+template <class Tag, typename Tag::Member kMember>
+struct Opened {
+  friend typename Tag::Member memberOf(Tag /*tag*/) { return kMember; }
+};
+
+struct UtilLock {
+  using Member = VQSync iOSAppCommonUtil::*;
+  friend Member memberOf(UtilLock tag);
+};
+
+struct ListLock {
+  using Member = VQSync iOSAppCommonClient::*;
+  friend Member memberOf(ListLock tag);
+};
+
+struct ServerLock {
+  using Member = VQSync iOSAppCommonServer::*;
+  friend Member memberOf(ServerLock tag);
+};
+
+template struct Opened<UtilLock, &iOSAppCommonUtil::utilLock>;
+template struct Opened<ListLock, &iOSAppCommonClient::listLock>;
+template struct Opened<ServerLock, &iOSAppCommonServer::serverLock>;
+
+bool isTaken(VQSync& lock) {
+  if (lock.Lock(0)) {
+    lock.Unlock();
+    return false;
+  }
+  return true;
+}
+
+bool isListenedFor(unsigned int id) {
+  const std::vector<std::vector<unsigned int>> registrations = vqfake::registrations();
+  return std::find(registrations.begin(), registrations.end(), std::vector<unsigned int>{id}) != registrations.end();
+}
+
+// An app that is announced between snapshot and assignment would be lost. The test keeps the server at its snapshot.
+TEST_F(Concurrency, AServerThatStartsHoldsItsLockWhileItReadsTheRegistry) {
+  iOSAppCommonUtil* const registry = VQSingleton<iOSAppCommonUtil>::getInstance();
+  std::allocator<iOSAppCommonServer> memory;
+  iOSAppCommonServer* const sut = memory.allocate(1);
+  VQSync& registryLock = registry->*memberOf(UtilLock());
+  std::thread starting;
+  {
+    VQSyncGuard registryGuard(registryLock);
+    starting = std::thread([sut] { new (sut) iOSAppCommonServer(1U); });
+    // Its data endpoint comes after its lock was made.
+    EXPECT_TRUE(test_support::waitUntil([] { return isListenedFor(2); }));
+    EXPECT_TRUE(test_support::waitUntil([sut] { return isTaken(sut->*memberOf(ServerLock())); }));
+  }
+  starting.join();
+  EXPECT_FALSE(isTaken(sut->*memberOf(ServerLock())));
+  sut->~iOSAppCommonServer();
+  memory.deallocate(sut, 1);
+}
+
+// Which of the operations go on although the test holds the lock.
+std::vector<std::size_t> thoseThatDoNotWaitFor(VQSync& lock, const std::vector<std::function<void()>>& operations) {
+  std::vector<std::size_t> found;
+  for (std::size_t i = 0; i < operations.size(); ++i) {
+    std::unique_ptr<Worker> caller;
+    VQSyncGuard guard(lock);
+    caller = std::make_unique<Worker>(operations[i]);
+    if (!caller->isHeldUp()) {
+      found.push_back(i);
+    }
+  }
+  return found;
+}
+
+TEST_F(Concurrency, EveryListOperationOfTheClientWaitsForItsLock) {
+  iOSAppCommonClient sut("", "Radio", "radio://");
+  const std::vector<std::function<void()>> operations = {
+      [&] { sut.getConnectInfoToList(1); },
+      [&] { sut.getBtHfInfoToList(1); },
+      [&] { sut.isDeviceConnected(1); },
+      [&] { sut.isSessionOpened(1, 1); },
+      [&] { sut.addConnectInfoToList({}); },
+      [&] { sut.addSessionInfoToList({}); },
+      [&] { sut.addBtHfInfoToList({}); },
+      [&] { sut.removeConnectInfoFromList(1); },
+      [&] { sut.removeSessionInfoFromList(1, 1); },
+      [&] { sut.removeBtHfInfoFromList(1); },
+  };
+  EXPECT_THAT(thoseThatDoNotWaitFor(sut.*memberOf(ListLock()), operations), IsEmpty());
+}
+
+TEST_F(Concurrency, EveryTableOperationOfTheServerWaitsForItsLock) {
+  iOSAppCommonServer sut(1);
+  const std::vector<std::function<void()>> operations = {
+      [&] { sut.getSessionIdFromAppList(1); },  [&] { sut.getAppIdFromAppList(1); },
+      [&] { sut.getAppIdFromiAP1Id(1); },       [&] { sut.getLaunchStringFromAppList(1); },
+      [&] { sut.setSessionIdToAppList(1, 1); }, [&] { sut.onAppUtilUpdate(0, nullptr, 0); },
+  };
+  EXPECT_THAT(thoseThatDoNotWaitFor(sut.*memberOf(ServerLock()), operations), IsEmpty());
 }
 
 // Every operation alone beside a writer: beside other operations their locks would hide a race of its own.

@@ -222,6 +222,16 @@ TEST_F(Registry, AnIndexOf20OrMoreIsLoggedAsInvalidAndNotNotified) {
   expectDropped(sut, 0xFFFFFFFF);
 }
 
+// Behind the last entry lies the count, which reads as an app id, and then the rest of the page.
+TEST_F(Registry, AnIndexOf20IsInvalidWhateverLiesBehindTheTable) {
+  registerApp("", "Radio", "");
+  iOSAppCommonUtil sut;
+  SegmentView segment(kAppInfoSegment);
+  ASSERT_GT(segment.slack().size(), sizeof(iOSAppInfo));
+  std::memset(segment.bytes() + segment.size(), 'x', sizeof(iOSAppInfo));
+  expectDropped(sut, 20);
+}
+
 TEST_F(Registry, AnEntryBehindTheCountIsConvertedWhenItIsAnnounced) {
   iOSAppCommonUtil sut;
   SegmentView view(kAppInfoSegment);

@@ -49,6 +49,31 @@ void tellSendResult(std::uint32_t result) {
   tell(message);
 }
 
+// An explicit instantiation may name private members: each one here hands its member's address to a function that is
+// found by its tag.
+template <class Tag, typename Tag::Member kMember>
+struct Opened {
+  friend typename Tag::Member memberOf(Tag /*tag*/) { return kMember; }
+};
+
+struct Client {
+  using Member = iOSAppCommonClient* LinkAppiOSWrapper::*;
+  friend Member memberOf(Client tag);
+};
+
+struct Observer {
+  using Member = VQObserver<LinkAppiOSWrapper>* LinkAppiOSWrapper::*;
+  friend Member memberOf(Observer tag);
+};
+
+template struct Opened<Client, &LinkAppiOSWrapper::client>;
+template struct Opened<Observer, &LinkAppiOSWrapper::observer>;
+
+// Whether the wrapper listened to its client. It does not any more.
+bool takeOffItsClient(LinkAppiOSWrapper& wrapper) {
+  return (wrapper.*memberOf(Client()))->RemoveObserver(wrapper.*memberOf(Observer()));
+}
+
 TEST_F(WrapperConstruction, RegistersTheAppWithEachTextInItsField) {
   const LinkAppiOSWrapper sut("Radio", "com.radio", "radio://");
   SegmentView view(kAppInfoSegment);
@@ -153,6 +178,25 @@ TEST_F(Wrapper, RemovingAnUnknownListenerReturnsFalseSilentlyAndLeavesTheOthers)
   EXPECT_EQ(listener.count(), 1U);
   EXPECT_EQ(unknown.count(), 0U);
   EXPECT_THAT(vqfake::log(), IsEmpty());
+}
+
+TEST_F(Wrapper, WithoutItsLastListenerItListensToItsClientNoMore) {
+  WrapperListener first;
+  WrapperListener second;
+  sut->setListener(&first);
+  sut->setListener(&second);
+  sut->removeListener(&first);
+  sut->removeListener(&second);
+  EXPECT_FALSE(takeOffItsClient(*sut));
+}
+
+TEST_F(Wrapper, ListensToItsClientWhileOneOfTwoListenersIsLeft) {
+  WrapperListener first;
+  WrapperListener second;
+  sut->setListener(&first);
+  sut->setListener(&second);
+  sut->removeListener(&first);
+  EXPECT_TRUE(takeOffItsClient(*sut));
 }
 
 TEST_F(Wrapper, RemovingFromAnEmptySetReturnsFalseAndTheNextListenerIsCalledOnce) {

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -24,12 +25,15 @@ using log_access::kA;
 using log_access::kB;
 using log_access::notify;
 using log_access::object;
+using log_access::SteppedPoster;
 using reference::LogLines;
 using test_support::Child;
 using test_support::waitUntil;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using vqframework::kSlotCount;
+using vqframework::Message;
+using vqframework::MessageLog;
 
 std::string lossLine(unsigned int count) {
   return "VQFramework/SharedMemory/VQSharedMemNotifier:0 deliver 1 too slow: " + std::to_string(count) +
@@ -145,6 +149,67 @@ TEST(IdentifierThatTheTableHasNoRowFor, IsDeliveredAllTheSameAndItsLossesAreNotC
   EXPECT_TRUE(process.expect("all delivered"));
   EXPECT_EQ(process.finish(), 0);
   EXPECT_EQ(process.countInLog("lost"), 0U);
+}
+
+void postFilled(char content) {
+  const std::string payload(300, content);
+  log_access::log().post(kB, payload.data(), static_cast<std::uint32_t>(payload.size()));
+}
+
+// Fills the log; the position of its oldest message, which the next post overwrites.
+std::uint64_t fillLog(char content) {
+  for (unsigned int i = 0; i < kSlotCount; ++i) {
+    postFilled(content);
+  }
+  return object().head - kSlotCount;
+}
+
+bool isWhole(const Message& message, char content) {
+  const std::string payload(300, content);
+  return message.size == payload.size() && memcmp(message.payload, payload.data(), payload.size()) == 0;
+}
+
+// The slot is read after each instruction of the post that overwrites it.
+TEST(ReaderOfASlot, TakesTheOldMessageWholeOrNotAtAllWhileItIsOverwritten) {
+  const std::uint64_t oldest = fillLog('a');
+  Message message;
+  unsigned int whole = 0;
+  unsigned int mixed = 0;
+  SteppedPoster poster([] { postFilled('b'); });
+  while (poster.step()) {
+    if (log_access::log().read(oldest, message) == MessageLog::Read::kTaken) {
+      ++(isWhole(message, 'a') ? whole : mixed);
+    }
+  }
+  EXPECT_GT(whole, 0U);
+  EXPECT_EQ(mixed, 0U);
+  EXPECT_EQ(log_access::log().read(oldest, message), MessageLog::Read::kOverwritten);
+}
+
+// The slot is overwritten at several places of a read, each of which takes a process of its own.
+TEST(ReaderOfASlot, TakesNoMixtureWhereTheSlotIsOverwrittenWhileItReads) {
+  constexpr unsigned int kPlaces = 20;
+  fillLog('a');
+  const auto read = [] {
+    Message message;
+    const std::uint64_t oldest = object().head - kSlotCount;
+    if (log_access::log().read(oldest, message) == MessageLog::Read::kTaken && !isWhole(message, 'a')) {
+      _exit(1);
+    }
+  };
+  unsigned int instructions = 0;
+  for (SteppedPoster whole(read); whole.step();) {
+    ++instructions;
+  }
+  ASSERT_GT(instructions, kPlaces);
+  for (unsigned int place = 1; place < kPlaces; ++place) {
+    SteppedPoster reader(read);
+    for (unsigned int i = 0; i < instructions * place / kPlaces; ++i) {
+      ASSERT_TRUE(reader.step());
+    }
+    postFilled('b');
+    reader.runToItsEnd();
+  }
 }
 
 }  // namespace

@@ -77,6 +77,15 @@ TEST(LossCounter, TellsABurstOnce) {
   EXPECT_EQ(sut.takeFinishedBurst(9002), 0U);
 }
 
+TEST(LossCounter, TellsOfASecondBurstItsOwnLossesOnly) {
+  LossCounter sut;
+  sut.follow({{kA, 5}});
+  sut.onSkip({9000, {8}});
+  sut.takeFinishedBurst(9000);
+  sut.onSkip({20000, {10}});
+  EXPECT_EQ(sut.takeFinishedBurst(20000), 2U);
+}
+
 TEST(LossCounter, TakesTwoLapsForOneBurstWhereTheSecondComesBeforeTheEndOfTheFirst) {
   LossCounter sut;
   sut.follow({{kA, 0}});

@@ -1,13 +1,16 @@
 #include "platform/reference/named_lock.h"
 
 #include <gmock/gmock.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #include <cstddef>
+#include <cstring>
 #include <string>
 #include <thread>
 
 #include "VQFramework/SharedMemory/VQSharedSyncObject.h"
+#include "platform/reference/robust_mutex.h"
 #include "tests/conformance/worker.h"
 #include "tests/support/child.h"
 #include "tests/support/roles.h"
@@ -181,6 +184,30 @@ TEST(NamedLockWithoutAName, SaysNothing) {
   const VQSharedSyncObject null(nullptr);
   const VQSharedSyncObject empty("");
   EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+pthread_mutex_t mutexWith(int protocol) {
+  pthread_mutexattr_t attributes;
+  pthread_mutexattr_init(&attributes);
+  pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
+  pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
+  pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+  pthread_mutexattr_setprotocol(&attributes, protocol);
+  pthread_mutex_t mutex = {};
+  pthread_mutex_init(&mutex, &attributes);
+  pthread_mutexattr_destroy(&attributes);
+  return mutex;
+}
+
+// Nobody can ask a mutex for its protocol, and to see it at work takes the right to real-time priorities: so the bytes
+// are compared with those of mutexes whose protocol is known.
+TEST(RobustMutex, HandsThePriorityOfWhoWaitsToItsHolder) {
+  const pthread_mutex_t inheriting = mutexWith(PTHREAD_PRIO_INHERIT);
+  const pthread_mutex_t plain = mutexWith(PTHREAD_PRIO_NONE);
+  ASSERT_NE(memcmp(&inheriting, &plain, sizeof plain), 0);
+  pthread_mutex_t sut = {};
+  ASSERT_EQ(vqframework::initializeRobustMutex(sut), 0);
+  EXPECT_EQ(memcmp(&sut, &inheriting, sizeof sut), 0);
 }
 
 }  // namespace

@@ -192,6 +192,18 @@ TEST_F(WakeTest, TheNextPostOfAnyGroupPaysForAPosterThatDiedBeforeItWoke) {
   EXPECT_EQ(owedGroups(), 0U);
 }
 
+TEST_F(WakeTest, APostThatWakesItsOwnGroupPaysForADeadPosterToo) {
+  const Sleeper ofTheDead(kA);
+  const Sleeper own(kB);
+  ASSERT_TRUE(ofTheDead.isAsleep() && own.isAsleep());
+  clearBitAndOwe(kGroupA);
+  notify(sut, kB);
+  EXPECT_EQ(owedGroups(), 0U);
+  log().wake(kEveryGroup);  // nobody is left; a failure must not hang
+  EXPECT_TRUE(ofTheDead.wakes());
+  EXPECT_TRUE(own.wakes());
+}
+
 TEST_F(WakeTest, TheNextPostUnderALockPaysForADeadPosterAtItsUnlock) VQ_NO_THREAD_SAFETY_ANALYSIS {
   const Sleeper sleeper(kA);
   ASSERT_TRUE(sleeper.isAsleep());
@@ -304,6 +316,40 @@ TEST_F(WakeTest, NoWakeUpIsLostWhereAnotherThreadPaysInTheMiddleOfAPost) {
     ASSERT_TRUE(waitUntil([] { return conformance::isAsleep(log_access::deliveryThreads().at(0)); }));
     notify(sut, kA);
     ASSERT_TRUE(waitUntil([&] { return recorder.count() == before + 2; })) << "change " << changes;
+  }
+}
+
+// While a poster pays, another one owes the same group anew, for a receiver that has lain down meanwhile, and pays
+// next. At several places of the payment, each of which takes a process of its own.
+TEST_F(WakeTest, NoWakeUpIsLostThatIsOwedAnewWhileItsGroupIsBeingPaid) {
+  constexpr unsigned int kPlaces = 24;
+  constexpr std::uint64_t kOneChange = 1U << 16;
+  const auto owe = [] { object().owed = (object().owed + kOneChange) | kGroupA; };
+  const auto pay = [] { log().wake(kGroupA); };
+  owe();
+  unsigned int instructions = 0;
+  for (SteppedPoster whole(pay); whole.step();) {
+    ++instructions;
+  }
+  ASSERT_GT(instructions, kPlaces);
+  for (unsigned int place = 0; place < kPlaces; ++place) {
+    owe();
+    SteppedPoster poster(pay);
+    for (unsigned int i = 0; i < instructions * place / kPlaces; ++i) {
+      ASSERT_TRUE(poster.step());
+    }
+    const Sleeper receiver(kA);
+    ASSERT_TRUE(receiver.isAsleep());
+    object().sleepers &= ~kGroupA;
+    owe();
+    poster.runToItsEnd();
+    pay();
+    const bool isAwake = receiver.wakes();
+    if (!isAwake) {
+      owe();
+      pay();
+    }
+    ASSERT_TRUE(isAwake) << "place " << place;
   }
 }
 
