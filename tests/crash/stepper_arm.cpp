@@ -333,8 +333,11 @@ Trace Stepper::record() {
       continue;
     }
     const std::uint32_t address = isBreakpoint(status) ? pcOf(thread) : 0;
-    if (thread == thread_ && end_ == End::kMark && address == endMarkAddress()) {
-      return trace;
+    if (address == endMarkAddress()) {
+      if (thread == thread_) {
+        return trace;
+      }
+      continue;  // the caller is through; it stays there
     }
     if (address != 0 && !Breakpoints::canBeAt(address)) {
       throw SteppingFailed("the victim stops where nobody has told it to");
