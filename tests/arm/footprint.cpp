@@ -92,6 +92,7 @@ int main() {
   while (client.isSessionOpened(1, 1) == 0) {
     usleep(1000);
   }
+  client.launch(1, iosapp_def_::APPLAUNCH_WITHOUT_ALERT);  // selects the device
   const std::array<unsigned char, iOSAppCommonDataList::kSlotBytes> bytes = {};
   server.sendDataFromDevice(kSession, bytes.data(), static_cast<unsigned int>(bytes.size()));
   while (listener.stack == 0) {

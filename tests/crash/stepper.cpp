@@ -38,7 +38,8 @@ void expectBeginMark(pid_t process) {
 }
 
 void setDebugRegister(pid_t thread, std::size_t index, std::uint64_t value) {
-  checkTracing(ptrace(PTRACE_POKEUSER, thread, offsetof(user, u_debugreg) + index * sizeof(value), value), "breakpoint");
+  checkTracing(ptrace(PTRACE_POKEUSER, thread, offsetof(user, u_debugreg) + index * sizeof(value), value),
+               "breakpoint");
 }
 
 // Where fewest stops lie between it and the target, at the breakpoint and step by step; 0 = the begin.

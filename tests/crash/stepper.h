@@ -73,7 +73,9 @@ class Stepper {
   // So many rounds of the repeated string instruction that comes next, fewer than it has.
   void repeat(unsigned int rounds);
 
-  pid_t thread() const { return thread_; }
+  pid_t thread() const {
+    return thread_;
+  }
   // The address of the instruction that comes next; 0 where there is none, or the thread sleeps.
   std::uint64_t position();
 
