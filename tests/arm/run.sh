@@ -23,6 +23,9 @@ if [ -e $alignment ]; then
   [ "$known" -eq $((before + 1)) ] || { echo "alignment: an unaligned access was not counted"; exit 1; }
 fi
 
+# What a process takes up; docs/performance.md shows it.
+! [ -x ./footprint ] || timeout 300 ./footprint || { echo "footprint: failed"; exit 1; }
+
 # What takes long begins first. Names of gtest: a suite's line has no blank before it, a test's has two.
 cp commands $out/tests
 while read -r seconds name path; do

@@ -45,6 +45,13 @@ class Crowd;
 
 class Stepper {
  public:
+  // The shortest way of some counts: on a busy machine one may lead through waits that victims seldom meet.
+#if defined(__arm__)
+  static constexpr int kRecordings = 1;  // instructions that are met again do not count: ways differ little
+#else
+  static constexpr int kRecordings = 3;
+#endif
+
   // A child of this process that traces itself and comes to the begin mark; up to the end mark.
   static Stepper atBeginMark(pid_t process);
   // The first thread that such a child starts behind the begin mark; up to its first sleep in the notifier.
@@ -66,7 +73,9 @@ class Stepper {
   // So many rounds of the repeated string instruction that comes next, fewer than it has.
   void repeat(unsigned int rounds);
 
-  pid_t thread() const { return thread_; }
+  pid_t thread() const {
+    return thread_;
+  }
   // The address of the instruction that comes next; 0 where there is none, or the thread sleeps.
   std::uint64_t position();
 

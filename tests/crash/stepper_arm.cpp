@@ -134,15 +134,19 @@ class Breakpoints {
   std::set<std::uint32_t> isCleared_;
 };
 
-// Asleep until there is a message: the one call of this kind that the libraries make.
+// Asleep until there is a message: the one call of this kind that the libraries make. Of a thread that has stopped
+// meanwhile the kernel tells its last call.
 bool isInNotifiersSleep(pid_t process, pid_t thread) {
+  if (!isAsleep(process, thread)) {
+    return false;
+  }
   std::ifstream file("/proc/" + std::to_string(process) + "/task/" + std::to_string(thread) + "/syscall");
   std::string line;
   std::getline(file, line);
   long number = 0;
   unsigned long arguments[2] = {};
   return sscanf(line.c_str(), "%ld %lx %lx", &number, &arguments[0], &arguments[1]) == 3 && number == SYS_futex &&
-         arguments[1] == FUTEX_WAIT_BITSET;
+         arguments[1] == FUTEX_WAIT_BITSET && isAsleep(process, thread);
 }
 
 }  // namespace
@@ -333,8 +337,11 @@ Trace Stepper::record() {
       continue;
     }
     const std::uint32_t address = isBreakpoint(status) ? pcOf(thread) : 0;
-    if (thread == thread_ && end_ == End::kMark && address == endMarkAddress()) {
-      return trace;
+    if (address == endMarkAddress()) {
+      if (thread == thread_) {
+        return trace;
+      }
+      continue;  // the caller is through; it stays there
     }
     if (address != 0 && !Breakpoints::canBeAt(address)) {
       throw SteppingFailed("the victim stops where nobody has told it to");

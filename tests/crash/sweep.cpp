@@ -18,6 +18,7 @@
 #include "tests/crash/fresh_pair.h"
 #include "tests/crash/plan.h"
 #include "tests/crash/round.h"
+#include "tests/crash/stepper.h"
 
 namespace crash {
 namespace {
@@ -31,10 +32,8 @@ struct Recorded {
 Recorded record(const Operation& operation, const SweepOptions& options) {
   Board& board = makeBoard();
   Recorded recorded;
-  // The shortest way of some: on a busy machine one may lead through waits that victims seldom meet.
-  constexpr int kRecordings = 3;
   constexpr std::size_t kLongWay = 10000;  // takes its time, and a wait more or less makes little of it
-  for (int i = 0; i < kRecordings && recorded.trace.at.size() < kLongWay; ++i) {
+  for (int i = 0; i < Stepper::kRecordings && recorded.trace.at.size() < kLongWay; ++i) {
     Trace trace = Round(board, operation, options.deadline).record();
     if (i == 0 || trace.at.size() < recorded.trace.at.size()) {
       recorded.trace = std::move(trace);

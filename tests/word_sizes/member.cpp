@@ -9,6 +9,9 @@
 int main() {
   iOSAppCommonServer server(1);
   iOSAppCommonClient client("", "navi", "com.example.navi");
+  while (server.getLaunchStringFromAppList(1).empty()) {
+    // The server learns of the app on the delivery thread.
+  }
   std::cout << "ready " << sizeof(void*) * 8 << std::endl;
   for (std::string line; std::getline(std::cin, line);) {
     iosapp_def_::ConnectInfo connection;
