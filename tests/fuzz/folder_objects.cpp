@@ -25,7 +25,7 @@ using vqframework::MessageSlot;
 
 constexpr std::uint32_t kLockMagic = 0x4B4C5156U;
 constexpr std::size_t kRecord = inspect::kSizeWordBytes;
-constexpr std::uint32_t kMessages = 12;
+constexpr std::uint32_t kMessages = 4;
 
 using Bytes = std::vector<std::uint8_t>;
 
