@@ -125,6 +125,18 @@ TEST_F(LogOutside, is_refused_in_words_where_it_is_another_layout) {
   EXPECT_THAT(problemWith(offsetof(SharedHeader, isReady), 0), HasSubstr("not whole"));
 }
 
+TEST_F(LogOutside, is_read_where_processes_of_another_word_size_made_it) {
+  struct Maker {
+    std::uint32_t wordSize;
+    std::uint32_t mutexSize;
+  };
+  for (const Maker& maker : {Maker{4, 24}, Maker{8, 40}, Maker{8, 48}}) {
+    ASSERT_TRUE(pokeShmWord(kMessageLogName, offsetof(SharedHeader, wordSize), maker.wordSize));
+    ASSERT_TRUE(pokeShmWord(kMessageLogName, offsetof(SharedHeader, mutexSize), maker.mutexSize));
+    EXPECT_EQ(LogReader(kSharedMemory).problem(), "") << maker.wordSize << ' ' << maker.mutexSize;
+  }
+}
+
 TEST_F(LogOutside, is_no_longer_current_when_it_shrinks_or_is_removed) {
   const LogReader sut(kSharedMemory);
   EXPECT_TRUE(sut.isCurrent());
