@@ -14,6 +14,13 @@ namespace {
 
 std::atomic<LibcFaults*> active{nullptr};
 
+// With 32 bits, functions that take an offset of 64 bits have names of their own; the compiler puts them in by itself.
+#if defined(__LP64__)
+#define WITH_OFFSET(name) name
+#else
+#define WITH_OFFSET(name) name "64"
+#endif
+
 template <class Function>
 Function* nextInLine(const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
@@ -79,7 +86,7 @@ extern "C" int ftruncate(int fd, off_t length) noexcept {
     errno = error;
     return -1;
   }
-  static auto* const next = nextInLine<int(int, off_t)>("ftruncate");
+  static auto* const next = nextInLine<int(int, off_t)>(WITH_OFFSET("ftruncate"));
   return next(fd, length);
 }
 
@@ -89,7 +96,7 @@ extern "C" int posix_fallocate(int fd, off_t offset, off_t len) {
   if (error != 0) {
     return error;
   }
-  static auto* const next = nextInLine<int(int, off_t, off_t)>("posix_fallocate");
+  static auto* const next = nextInLine<int(int, off_t, off_t)>(WITH_OFFSET("posix_fallocate"));
   return next(fd, offset, len);
 }
 
@@ -99,6 +106,6 @@ extern "C" void* mmap(void* addr, std::size_t len, int prot, int flags, int fd, 
     errno = error;
     return MAP_FAILED;
   }
-  static auto* const next = nextInLine<void*(void*, std::size_t, int, int, int, off_t)>("mmap");
+  static auto* const next = nextInLine<void*(void*, std::size_t, int, int, int, off_t)>(WITH_OFFSET("mmap"));
   return next(addr, len, prot, flags, fd, offset);
 }
