@@ -23,7 +23,6 @@ using vqframework::kMessageLogName;
 using vqframework::MessageLogObject;
 using vqframework::MessageSlot;
 
-constexpr std::uint32_t kLockMagic = 0x4B4C5156U;
 constexpr std::size_t kRecord = inspect::kSizeWordBytes;
 constexpr std::uint32_t kMessages = 4;
 
@@ -80,7 +79,7 @@ Bytes ring() {
 Bytes lock() {
   const auto lock = std::make_unique<vqframework::LockObject>();
   std::memset(static_cast<void*>(lock.get()), 0, sizeof *lock);
-  fillHeader(lock->header, kLockMagic, 1, sizeof *lock);
+  fillHeader(lock->header, vqframework::kLockMagic, vqframework::kLockVersion, sizeof *lock);
   return bytesOf(*lock);
 }
 

@@ -18,9 +18,6 @@ namespace {
 
 using vqframework::SharedHeader;
 
-constexpr std::uint32_t kLockMagic = 0x4B4C5156U;  // "VQLK"
-constexpr std::uint32_t kLockVersion = 1;
-
 class Descriptor {
  public:
   Descriptor(const std::string& object, int flags) : fd_(open(("/dev/shm/" + object).c_str(), flags | O_CLOEXEC)) {}
@@ -68,7 +65,7 @@ std::vector<std::string> refusedObjects() {
   std::vector<std::string> refused;
   for (const Segment& segment : segments()) {
     const std::string lock = std::string(segment.name) + ".lock";
-    if (isRefused(lock, kLockMagic, kLockVersion, sizeof(vqframework::LockObject))) {
+    if (isRefused(lock, vqframework::kLockMagic, vqframework::kLockVersion, sizeof(vqframework::LockObject))) {
       refused.push_back(lock);
     }
   }
