@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "platform/descriptor.h"
 #include "platform/reference/message_log_layout.h"
 #include "platform/reference/named_lock.h"
 #include "reset/segments.h"
@@ -18,28 +19,16 @@ namespace {
 
 using vqframework::SharedHeader;
 
-class Descriptor {
- public:
-  Descriptor(const std::string& object, int flags) : fd_(open(("/dev/shm/" + object).c_str(), flags | O_CLOEXEC)) {}
-  ~Descriptor() {
-    if (fd_ != -1) {
-      close(fd_);
-    }
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int get() const { return fd_; }
-
- private:
-  const int fd_;
-};
+platform::Descriptor openObject(const std::string& object, int flags) {
+  return platform::Descriptor(open(("/dev/shm/" + object).c_str(), flags | O_CLOEXEC));
+}
 
 [[noreturn]] void refuse(const std::string& object) {
   throw std::runtime_error("/dev/shm/" + object + ": " + std::generic_category().message(errno));
 }
 
 bool isRefused(const std::string& object, std::uint32_t magic, std::uint32_t version, std::size_t size) {
-  const Descriptor fd(object, O_RDONLY | O_NONBLOCK);
+  const platform::Descriptor fd = openObject(object, O_RDONLY | O_NONBLOCK);
   SharedHeader header = {};
   if (fd.get() == -1 || pread(fd.get(), &header, sizeof header, 0) != static_cast<ssize_t>(sizeof header)) {
     return false;
@@ -77,7 +66,7 @@ std::vector<std::string> refusedObjects() {
 }
 
 void makeBlank(const std::string& object) {
-  const Descriptor fd(object, O_RDWR);
+  const platform::Descriptor fd = openObject(object, O_RDWR);
   struct stat status = {};
   if (fd.get() == -1 || fstat(fd.get(), &status) != 0) {
     refuse(object);
