@@ -29,7 +29,7 @@ class Random {
  public:
   explicit Random(std::uint64_t seed) : engine_(seed) {}
 
-  std::size_t below(std::size_t end) { return engine_() % end; }
+  std::size_t below(std::size_t end) { return static_cast<std::size_t>(engine_() % end); }
   bool oneIn(std::size_t chances) { return below(chances) == 0; }
 
   template <class T>
