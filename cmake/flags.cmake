@@ -7,6 +7,9 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+# What is built finds its libraries from where it lies itself. A path of the build folder would leave its length behind in
+# what is installed, and two builds would differ.
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 
 # Files whose number or size takes more than 32 bits are there for 32-bit processes, too; stat would fail on them.
 if(CMAKE_SIZEOF_VOID_P EQUAL 4)
