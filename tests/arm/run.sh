@@ -1,7 +1,7 @@
 #!/bin/sh
 # The job of the emulated machine: runs the tests of the lists in this folder, two at a time, and counts as ctest does.
-#   programs  SECONDS NAME PATH      a test program; each of its tests runs in a process of its own
-#   commands  SECONDS NAME COMMAND   anything else
+#   programs  SECONDS NAME PATH each|suites   a test program; each of its tests, or each suite, has a process of its own
+#   commands  SECONDS NAME COMMAND            anything else
 #   settings  sourced first
 # Ends with 1 where a test fails, or where a program of the machine met an alignment fault.
 # shellcheck disable=SC1091  # it is made for each run
@@ -26,21 +26,25 @@ fi
 # What a process takes up; docs/performance.md shows it.
 ! [ -x ./footprint ] || timeout 300 ./footprint || { echo "footprint: failed"; exit 1; }
 
-# What takes long begins first. Names of gtest: a suite's line has no blank before it, a test's has two.
-cp commands $out/tests
-while read -r seconds name path; do
-  "$path" --gtest_list_tests | awk -v seconds="$seconds" -v name="$name" -v path="$path" '
-    /^[^ ].*\.( *#.*)?$/ { suite = $1; next }
-    /^  / { print seconds, name "." suite $1, path, "--gtest_filter=" suite $1 }'
-done <programs >>$out/tests
-grep -v '\.DISABLED_' $out/tests >$out/list
+# What takes long begins first. A line is SECONDS NAME TESTS COMMAND, without a number of tests where it is no test of
+# gtest. In gtest's lists a suite's line has no blank before it, a test's has two.
+sed 's/^\([^ ]* [^ ]*\) /\1 - /' commands >$out/list
+while read -r seconds name path how; do
+  "$path" --gtest_list_tests | awk -v seconds="$seconds" -v name="$name" -v path="$path" -v how="$how" '
+    function line(what, tests, filter) { print seconds, name "." what, tests, path, "--gtest_filter=" filter }
+    function end_of_suite() { if (how == "suites" && tests) line(suite "*", tests, suite "*"); tests = 0 }
+    /^[^ ].*\.( *#.*)?$/ { end_of_suite(); suite = $1; next }
+    /^  / && !/^  DISABLED_/ { tests++; if (how == "each") line(suite $1, 1, suite $1) }
+    END { end_of_suite() }'
+done <programs >>$out/list
 
 began=$(cut -d. -f1 /proc/uptime)
-count=$(wc -l <$out/list)
+lines=$(wc -l <$out/list)
+count=$(awk '{ count += $3 == "-" ? 1 : $3 } END { print count + 0 }' $out/list)
 touch $out/results
 [ "$count" -gt 0 ] || { echo "machine: there are no tests"; exit 1; }
 echo "machine: $count tests on $(grep -c ^processor /proc/cpuinfo) processors, $(uname -m), Linux $(uname -r)"
-seq "$count" | xargs -n 1 -P "$(grep -c ^processor /proc/cpuinfo)" sh ./one "$out" "$count"
+seq "$lines" | xargs -n 1 -P "$(grep -c ^processor /proc/cpuinfo)" sh ./one "$out" "$lines"
 took=$(($(cut -d. -f1 /proc/uptime) - began))
 
 echo

@@ -6,12 +6,13 @@
 #include "tests/process/channel_fixture.h"
 #include "tests/process/shared_page.h"
 #include "tests/support/roles.h"
+#include "tests/support/wait_until.h"
 
 namespace {
 
 constexpr const char* kPage = "race";
 constexpr std::uint32_t kRacers = 2;
-constexpr std::uint32_t kRounds = 1000;
+const std::uint32_t kRounds = test_support::roundsUnderTool(1000);
 constexpr std::uint32_t kRoundsPerLine = 50;
 constexpr std::uint32_t kIncrements = 20;
 

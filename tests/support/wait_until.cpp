@@ -15,6 +15,10 @@ double slownessOfTool() noexcept {
   return given == nullptr ? 1 : std::max(1.0, strtod(given, nullptr));
 }
 
+unsigned int roundsUnderTool(unsigned int rounds) noexcept {
+  return slownessOfTool() >= 10 ? rounds / 10 + 1 : rounds;
+}
+
 double monotonicSeconds() {
   timespec now = {};
   clock_gettime(CLOCK_MONOTONIC, &now);

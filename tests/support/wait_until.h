@@ -22,6 +22,10 @@ constexpr double kSlowness = 1;
 // where it is not there.
 double slownessOfTool() noexcept;
 
+// How often a test tries what it tries so many times elsewhere, to meet a rare moment: a tenth where a tool makes
+// everything ten times slower, or more.
+unsigned int roundsUnderTool(unsigned int rounds) noexcept;
+
 // Seconds after which something that should happen at once counts as never happening.
 inline const double kDeadline = 20 * kSlowness * slownessOfTool();
 

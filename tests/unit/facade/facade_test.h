@@ -13,8 +13,8 @@
 #include "tests/unit/LinkAppCommon/channel_fixture.h"
 
 // Sanitized code is slower: fewer rounds find the same there.
-constexpr unsigned int roundsHere(unsigned int rounds) {
-  return test_support::kSlowness > 1 ? rounds / 4 + 1 : rounds;
+inline unsigned int roundsHere(unsigned int rounds) {
+  return test_support::roundsUnderTool(test_support::kSlowness > 1 ? rounds / 4 + 1 : rounds);
 }
 
 class FacadeTest : public ChannelTest {

@@ -23,7 +23,7 @@ namespace {
 
 using test_support::waitUntil;
 
-constexpr int kOperations = 10000;
+const unsigned int kOperations = test_support::roundsUnderTool(10000);
 constexpr unsigned int kLargest = 4096;
 constexpr unsigned int kMostUnread = 20;
 
@@ -336,7 +336,7 @@ TEST(OneProcess, WithEverythingInItSurvivesTenThousandRandomOperations) {
   VQDbgOutput::SetSink(&swallow, nullptr);  // refusals are part of it, thousands of them
   {
     World sut(seed);
-    for (int i = 0; i < kOperations; ++i) {
+    for (unsigned int i = 0; i < kOperations; ++i) {
       sut.operate();
     }
     EXPECT_GT(sut.calls(), 0);
