@@ -1,34 +1,30 @@
-#include <fcntl.h>
 #include <linux/futex.h>
 #include <signal.h>
 #include <sys/ptrace.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <fstream>
 #include <set>
 #include <string>
-#include <vector>
 
-#include "tests/crash/code_map.h"
 #include "tests/crash/marks.h"
 #include "tests/crash/process_view.h"
 #include "tests/crash/stepper.h"
 #include "tests/crash/tracing.h"
+#include "tests/support/arm/breakpoints.h"
+#include "tests/support/arm/code_map.h"
+
+using test_support::addressOf;
+using test_support::Breakpoints;
+using test_support::WatchedCode;
 
 namespace crash {
 namespace {
 
 constexpr std::size_t kPc = 15;  // in the registers
 constexpr std::uint32_t kMarkBytes = 4;
-
-std::uint32_t pcOf(pid_t thread) {
-  user_regs registers = {};
-  checkTracing(ptrace(PTRACE_GETREGS, thread, nullptr, &registers), "registers");
-  return static_cast<std::uint32_t>(registers.uregs[kPc]);
-}
 
 void expectBeginMark(pid_t process) {
   expectStop(process, 0, "at the begin mark");
@@ -57,82 +53,11 @@ void setHardwareBreakpoint(pid_t thread, std::uint32_t address, bool isOn) {
   }
 }
 
-// What the kernel takes for a breakpoint. As long as what it replaces: conditions (IT) count instructions.
-const unsigned char* breakInPlaceOf(const Instruction& instruction) {
-  static constexpr unsigned char kShort[] = {0x01, 0xDE};
-  static constexpr unsigned char kLong[] = {0xF0, 0xF7, 0x00, 0xA0};
-  static constexpr unsigned char kOfArm[] = {0xF0, 0x01, 0xF0, 0xE7};
-  if (!instruction.isThumb) {
-    return static_cast<const unsigned char*>(kOfArm);
-  }
-  return instruction.bytes == 2 ? static_cast<const unsigned char*>(kShort) : static_cast<const unsigned char*>(kLong);
+// The libraries of the channel.
+const WatchedCode& codeOfTheChannel() {
+  static const WatchedCode code(test_support::codeOfLibraries({"/libLinkAppCommon.so", "/libVQFramework.so"}));
+  return code;
 }
-
-// The victims, forks of this process, have the same code at the same address.
-const unsigned char* codeAt(std::uint32_t address) {
-  return reinterpret_cast<const unsigned char*>(address);  // NOLINT(performance-no-int-to-ptr): it came as a number
-}
-
-// Code with a breakpoint in place of each instruction.
-struct Stretch {
-  std::uint32_t begin;
-  std::vector<unsigned char> bytes;
-};
-
-std::vector<Stretch> stretchesFullOfBreakpoints() {
-  constexpr std::uint32_t kFar = 4096;
-  std::vector<Stretch> stretches;
-  std::uint32_t end = 0;
-  for (const auto& [address, instruction] : instructionsOfTheLibraries()) {
-    if (stretches.empty() || address - end > kFar) {
-      stretches.push_back({address, {}});
-      end = address;
-    }
-    std::vector<unsigned char>& bytes = stretches.back().bytes;
-    bytes.insert(bytes.end(), codeAt(end), codeAt(address));  // data in between
-    const unsigned char* const replacement = breakInPlaceOf(instruction);
-    bytes.insert(bytes.end(), replacement, replacement + instruction.bytes);
-    end = address + instruction.bytes;
-  }
-  return stretches;
-}
-
-// In the code of one process: at every instruction of the libraries, each until it is met. Written in few pieces: each
-// write costs the kernel as much as a whole page.
-class Breakpoints {
- public:
-  explicit Breakpoints(pid_t process)
-      : memory_(open(("/proc/" + std::to_string(process) + "/mem").c_str(), O_RDWR | O_CLOEXEC)) {
-    static const std::vector<Stretch> stretches = stretchesFullOfBreakpoints();
-    for (const Stretch& stretch : stretches) {
-      write(stretch.begin, stretch.bytes.size(), stretch.bytes.data());
-    }
-  }
-  ~Breakpoints() { close(memory_); }
-  Breakpoints(const Breakpoints&) = delete;
-  Breakpoints& operator=(const Breakpoints&) = delete;
-
-  static bool canBeAt(std::uint32_t address) { return instructionsOfTheLibraries().count(address) != 0; }
-
-  // Whether there was one.
-  bool clear(std::uint32_t address) {
-    if (!isCleared_.insert(address).second) {
-      return false;
-    }
-    write(address, instructionsOfTheLibraries().at(address).bytes, codeAt(address));
-    return true;
-  }
-
- private:
-  void write(std::uint32_t address, std::size_t size, const unsigned char* bytes) const {
-    if (pwrite(memory_, bytes, size, static_cast<off_t>(address)) != static_cast<ssize_t>(size)) {
-      failTracing("writing breakpoints");
-    }
-  }
-
-  const int memory_;
-  std::set<std::uint32_t> isCleared_;
-};
 
 // Asleep until there is a message: the one call of this kind that the libraries make. Of a thread that has stopped
 // meanwhile the kernel tells its last call.
@@ -246,7 +171,7 @@ Stepper Stepper::ofSleeper(pid_t process, pid_t thread) {
   checkTracing(ptrace(PTRACE_SEIZE, thread, nullptr, nullptr), "seize");
   checkTracing(ptrace(PTRACE_INTERRUPT, thread, nullptr, nullptr), "interrupt");
   expectStop(thread, PTRACE_EVENT_STOP, "when it is interrupted");
-  return {process, thread, pcOf(thread)};
+  return {process, thread, addressOf(thread)};
 }
 
 Stepper::~Stepper() {
@@ -261,7 +186,7 @@ std::uint64_t Stepper::position() {
   if (isInCall_) {
     return callAddress_;
   }
-  const std::uint32_t address = pcOf(thread_);
+  const std::uint32_t address = addressOf(thread_);
   return end_ == End::kMark && address == endMarkAddress() ? 0 : address;
 }
 
@@ -322,7 +247,7 @@ Trace Stepper::record() {
     note(callAddress_);
   }
   Crowd crowd(process_, thread_);
-  Breakpoints breakpoints(process_);
+  Breakpoints breakpoints(process_, codeOfTheChannel());
   checkTracing(ptrace(PTRACE_CONT, thread_, nullptr, nullptr), "continue");
   for (;;) {
     int status = 0;
@@ -336,14 +261,14 @@ Trace Stepper::record() {
       }
       continue;
     }
-    const std::uint32_t address = isBreakpoint(status) ? pcOf(thread) : 0;
+    const std::uint32_t address = isBreakpoint(status) ? addressOf(thread) : 0;
     if (address == endMarkAddress()) {
       if (thread == thread_) {
         return trace;
       }
       continue;  // the caller is through; it stays there
     }
-    if (address != 0 && !Breakpoints::canBeAt(address)) {
+    if (address != 0 && codeOfTheChannel().at(address) == nullptr) {
       throw SteppingFailed("the victim stops where nobody has told it to");
     }
     if (address != 0 && breakpoints.clear(address) && thread == thread_) {

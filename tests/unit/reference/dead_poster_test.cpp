@@ -15,6 +15,7 @@
 #include "tests/support/roles.h"
 #include "tests/support/wait_until.h"
 #include "tests/unit/reference/log_access.h"
+#include "tests/unit/reference/stepped_poster.h"
 
 namespace {
 
@@ -207,9 +208,6 @@ TEST(DeadPosterThatCountedItsMessage, LeavesReceiversAsleepAndNotBusy) {
 // The same with a real post, killed after every few of its instructions (each takes a process of its own; the stride
 // is odd, so that short loops are met at each of their places).
 TEST(PosterKilledAnywhere, StopsNobodyAndLosesNothingThatWasCounted) {
-  if (!SteppedPoster::kIsPossible) {
-    GTEST_SKIP() << "this processor runs no process step by step";
-  }
   const std::string payload = "whole payload of the dead poster";
   const auto post = [&payload] { log().post(kA, payload.data(), static_cast<std::uint32_t>(payload.size())); };
   const unsigned int stride = kSlowness > 1 ? 101 : 7;

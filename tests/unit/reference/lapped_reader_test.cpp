@@ -15,6 +15,7 @@
 #include "tests/support/wait_until.h"
 #include "tests/unit/reference/log_access.h"
 #include "tests/unit/reference/log_lines.h"
+#include "tests/unit/reference/stepped_poster.h"
 
 namespace {
 

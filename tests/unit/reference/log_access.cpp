@@ -2,16 +2,11 @@
 
 #include <dirent.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <stdio.h>
-#include <sys/ptrace.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
 
-#include "platform/inprocess/fork_state.h"
 #include "tests/conformance/worker.h"
 #include "tests/support/shm_files.h"
 #include "tests/support/wait_until.h"
@@ -91,72 +86,6 @@ LogOutOfTheWay::~LogOutOfTheWay() {
   test_support::removeShm(kMessageLogName);
   if (wasThere_) {
     EXPECT_EQ(rename(aside().c_str(), shmFile(kMessageLogName).c_str()), 0);
-  }
-}
-
-SteppedPoster::SteppedPoster(const std::function<void()>& post) : pid_(fork()) {
-  if (pid_ == 0) {
-    vqframework::forkedChild = false;
-    ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
-    raise(SIGSTOP);
-    post();
-    _exit(0);
-  }
-  int status = 0;
-  if (pid_ == -1 || waitpid(pid_, &status, 0) != pid_ || !WIFSTOPPED(status)) {
-    ADD_FAILURE() << "no process to be run step by step";
-  }
-}
-
-SteppedPoster::~SteppedPoster() {
-  kill();
-}
-
-bool SteppedPoster::step() {
-  int status = 0;
-  if (pid_ == -1 || ptrace(PTRACE_SINGLESTEP, pid_, nullptr, nullptr) != 0 || waitpid(pid_, &status, 0) != pid_) {
-    ADD_FAILURE() << "cannot step";
-    return false;
-  }
-  if (!WIFSTOPPED(status)) {
-    EXPECT_EQ(status, 0);
-    pid_ = -1;
-  }
-  return pid_ != -1;
-}
-
-void SteppedPoster::runToItsEnd() {
-  if (pid_ != -1) {
-    letRun();
-    int status = -1;
-    waitpid(pid_, &status, 0);
-    EXPECT_EQ(status, 0);
-    pid_ = -1;
-  }
-}
-
-void SteppedPoster::letRun() {
-  ptrace(PTRACE_CONT, pid_, nullptr, nullptr);
-}
-
-bool SteppedPoster::hasEnded() {
-  int status = -1;
-  if (pid_ != -1 && waitpid(pid_, &status, WNOHANG) == pid_) {
-    EXPECT_EQ(status, 0);
-    pid_ = -1;
-  }
-  return pid_ == -1;
-}
-
-bool SteppedPoster::isAsleep() const {
-  return conformance::isAsleep(pid_);
-}
-
-void SteppedPoster::kill() {
-  if (pid_ != -1) {
-    ::kill(pid_, SIGKILL);
-    waitpid(pid_, nullptr, 0);
-    pid_ = -1;
   }
 }
 

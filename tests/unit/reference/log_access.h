@@ -1,10 +1,7 @@
 // What these tests need of the notifier's log and of the delivery thread.
 #pragma once
 
-#include <sys/types.h>
-
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -44,35 +41,6 @@ class LogOutOfTheWay {
 
  private:
   const bool wasThere_;
-};
-
-// A fork of this process that may use the framework all the same, as if it had been started anew, and is run one
-// instruction at a time.
-class SteppedPoster {
- public:
-#if defined(__arm__)
-  static constexpr bool kIsPossible = false;  // its kernel steps nobody; tests/crash kills at breakpoints there
-#else
-  static constexpr bool kIsPossible = true;
-#endif
-
-  explicit SteppedPoster(const std::function<void()>& post);
-  ~SteppedPoster();  // kills it
-  SteppedPoster(const SteppedPoster&) = delete;
-  SteppedPoster& operator=(const SteppedPoster&) = delete;
-
-  // False when it has ended.
-  bool step();
-  void runToItsEnd();
-  // Goes on by itself.
-  void letRun();
-  // After letRun.
-  bool hasEnded();
-  bool isAsleep() const;
-  void kill();
-
- private:
-  pid_t pid_ = -1;
 };
 
 }  // namespace log_access

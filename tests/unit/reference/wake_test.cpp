@@ -13,6 +13,7 @@
 #include "tests/conformance/worker.h"
 #include "tests/support/wait_until.h"
 #include "tests/unit/reference/log_access.h"
+#include "tests/unit/reference/stepped_poster.h"
 
 namespace {
 
@@ -243,9 +244,6 @@ TEST_F(WakeTest, ACountOfSleepersThatIsFullStaysAtItsEnd) {
 // one, its bit set, when the poster goes on and clears it. One run for each change of the shared words that the poster
 // makes.
 TEST_F(WakeTest, NobodySleepsThroughTheNextMessageWhoLayDownInTheMiddleOfAPost) {
-  if (!SteppedPoster::kIsPossible) {
-    GTEST_SKIP() << "this processor runs no process step by step";
-  }
   const auto words = [] {
     return std::make_pair(std::make_pair(object().posted.load(), object().owed.load()),
                           std::make_pair(object().sleepers.load(), object().head.load()));
@@ -284,9 +282,6 @@ TEST_F(WakeTest, NobodySleepsThroughTheNextMessageWhoLayDownInTheMiddleOfAPost) 
 // sleep before the poster goes on. Whatever the poster does then, it must leave the receiver so that the next post
 // wakes it. One run for each change of the shared words that the poster makes.
 TEST_F(WakeTest, NoWakeUpIsLostWhereAnotherThreadPaysInTheMiddleOfAPost) {
-  if (!SteppedPoster::kIsPossible) {
-    GTEST_SKIP() << "this processor runs no process step by step";
-  }
   Recorder recorder;
   add(sut, recorder, {kA});
   const auto words = [] {
