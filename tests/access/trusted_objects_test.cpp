@@ -3,6 +3,8 @@
 #include <pthread.h>
 #include <signal.h>
 #include <string.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <cstddef>
 
@@ -17,6 +19,11 @@ namespace {
 constexpr mode_t kClosed = 0007;
 constexpr std::size_t kMutexOfLock = 32;
 constexpr std::size_t kHeadOfLog = 128;
+
+// A mutex that survives its holder links itself into a list of the holder's, through pointers that lie in the object.
+constexpr std::size_t kLinks = kMutexOfLock + offsetof(pthread_mutex_t, __data.__list);
+
+#if __PTHREAD_MUTEX_HAVE_PREV  // with 64 bits: the list has pointers back
 
 // Two words that the process never writes.
 struct Links {
@@ -39,6 +46,34 @@ TEST_ROLE(lock_holder) VQ_NO_THREAD_SAFETY_ANALYSIS {
   test_support::answer(memcmp(untouched, none, sizeof untouched) == 0 ? "unchanged" : "changed");
   return 0;
 }
+
+#else
+
+// Says the address of a page that nobody may touch, takes the locks of two segments and says "locked". Hears one line,
+// gives the first lock back, and answers which address it has failed to reach with that, or "alive".
+TEST_ROLE(holder_of_two_locks) VQ_NO_THREAD_SAFETY_ANALYSIS {
+  const VQSharedSyncObject first(args.at(0).c_str());
+  const VQSharedSyncObject second(args.at(1).c_str());
+  void* const page = mmap(nullptr, 4096, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  test_support::say(std::to_string(reinterpret_cast<std::uintptr_t>(page)));
+  struct sigaction action = {};
+  action.sa_flags = SA_SIGINFO;
+  action.sa_sigaction = [](int, siginfo_t* info, void*) {
+    test_support::answer(std::to_string(reinterpret_cast<std::uintptr_t>(info->si_addr)));
+    _exit(0);
+  };
+  sigaction(SIGSEGV, &action, nullptr);
+  first.lock();
+  second.lock();
+  test_support::say("locked");
+  test_support::hear();
+  first.unlock();
+  test_support::answer("alive");
+  second.unlock();
+  return 0;
+}
+
+#endif
 
 // What a sanitizer makes of a signal is an exit code of its own.
 bool isEndBy(std::optional<int> end, int signal) {
@@ -94,18 +129,34 @@ TEST_F(TrustedObjects, a_lock_that_a_member_keeps_stops_all_who_want_it_until_he
   EXPECT_TRUE(client_->expectAnswer("1"));
 }
 
-// A mutex that survives its holder links itself into a list of the holder's, through pointers that lie in the object.
+#if __PTHREAD_MUTEX_HAVE_PREV
+
 TEST_F(TrustedObjects, a_member_who_writes_a_lock_object_makes_its_holder_write_where_he_likes) {
   Child holder("as_user", as(kOwner, kClosed, "lock_holder", {kStatusSegment.name}));
   const std::vector<std::string> addresses = wordsOf(holder.nextLine().value_or("0 0"));
   ASSERT_TRUE(holder.expect("locked"));
   const std::uintptr_t links[] = {std::stoul(addresses.at(0)), std::stoul(addresses.at(1))};
-  constexpr std::size_t kLinks = offsetof(pthread_mutex_t, __data.__list);
 
-  poke(lockObject(kStatusSegment), kMutexOfLock + kLinks, toHex(links, sizeof links));
+  poke(lockObject(kStatusSegment), kLinks, toHex(links, sizeof links));
 
   EXPECT_EQ(holder.ask("unlock"), "changed");
 }
+
+#else
+
+// There are pointers forward only, and the holder goes along them from the lock that it took last.
+TEST_F(TrustedObjects, a_member_who_writes_a_lock_object_of_32_bits_makes_its_holder_read_where_he_likes) {
+  Child holder("as_user", as(kOwner, kClosed, "holder_of_two_locks", {kStatusSegment.name, kFromHUSegment.name}));
+  const std::string address = holder.nextLine().value_or("0");
+  ASSERT_TRUE(holder.expect("locked"));
+  const std::uintptr_t link = std::stoul(address);
+
+  poke(lockObject(kFromHUSegment), kLinks, toHex(&link, sizeof link));
+
+  EXPECT_EQ(holder.ask("unlock"), address);
+}
+
+#endif
 
 TEST_F(TrustedObjects, a_lock_object_of_zeros_is_made_anew_by_the_next_who_attaches) {
   poke(lockObject(kFromHUSegment), 0, std::string(176, '0'));
