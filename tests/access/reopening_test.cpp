@@ -37,6 +37,18 @@ TEST_ROLE(protect_regular_files) {
   return !isSet || pwrite(fd, &before, 1, 0) == 1 ? 0 : 1;
 }
 
+// While it lives, no test changes fs.protected_regular.
+class SettingThatStays {
+ public:
+  SettingThatStays() : fd_(open(kSetting, O_RDONLY | O_CLOEXEC)) { EXPECT_EQ(flock(fd_, LOCK_SH), 0); }
+  ~SettingThatStays() { close(fd_); }
+  SettingThatStays(const SettingThatStays&) = delete;
+  SettingThatStays& operator=(const SettingThatStays&) = delete;
+
+ private:
+  const int fd_;
+};
+
 std::vector<std::string> opensOf(const test_support::Child& child, const std::string& name) {
   std::vector<std::string> opens;
   const std::string log = child.log();
@@ -109,6 +121,7 @@ TEST_F(Reopening, is_tried_once_where_the_mode_refuses_it) {
 }
 
 TEST_F(Reopening, is_not_needed_where_nothing_refuses_creation) {
+  const SettingThatStays stays;
   Child setting("as_user", as(kStranger, 0022, "raw"));
   expectReady(setting);
   if (setting.ask(std::string("bytes ") + kSetting + " 0 1") != "30") {
