@@ -44,7 +44,7 @@ mkdir -p root/usr/lib root/usr/bin root/usr/sbin root/{dev,proc,sys,tmp,run,etc,
 for name in lib bin sbin; do
   ln -s "usr/$name" "root/$name"
 done
-for deb in debs/lib*.deb debs/busybox-static_*.deb debs/dbus*.deb; do
+for deb in debs/{lib,zlib}*.deb debs/busybox-static_*.deb debs/dbus*.deb; do
   [[ ! $deb =~ /lib(perl|python|gdbm|db5|sqlite|krb5|k5|ssl)[^/]*$ ]] || continue
   dpkg-deb --fsys-tarfile "$deb" | tar -x --keep-directory-symlink -C root --exclude='./usr/share/*' \
     --exclude='./usr/lib/*/perl*'
