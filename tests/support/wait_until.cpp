@@ -16,7 +16,8 @@ double slownessOfTool() noexcept {
 }
 
 unsigned int roundsUnderTool(unsigned int rounds) noexcept {
-  return slownessOfTool() >= 10 ? rounds / 10 + 1 : rounds;
+  const char* const given = getenv("LINKAPP_TEST_ROUNDS");
+  return given == nullptr ? rounds : static_cast<unsigned int>(rounds * strtoul(given, nullptr, 10) / 100);
 }
 
 double monotonicSeconds() {

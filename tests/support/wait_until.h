@@ -22,8 +22,8 @@ constexpr double kSlowness = 1;
 // where it is not there.
 double slownessOfTool() noexcept;
 
-// How often a test tries what it tries so many times elsewhere, to meet a rare moment: a tenth where a tool makes
-// everything ten times slower, or more.
+// How often a test tries what it tries so many times elsewhere, to meet a rare moment: of 100 times so many as
+// LINKAPP_TEST_ROUNDS in the environment says; all of them where it is not there.
 unsigned int roundsUnderTool(unsigned int rounds) noexcept;
 
 // Seconds after which something that should happen at once counts as never happening.
