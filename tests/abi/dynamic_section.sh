@@ -3,7 +3,7 @@
 # Usage: dynamic_section.sh LIBRARY SONAME BUILD_FOLDER [LIBRARY IT NEEDS]...      besides libc, libstdc++, libgcc
 set -euo pipefail
 
-library=$1 soname=$2 build_folder=$3
+library=$1 soname=$2 build_folder=$(realpath -m "$3")
 shift 3
 section=$(readelf -dW "$library")
 entries() { sed -nE "s/.*\\($1\\).*\\[(.*)\\]/\\1/p" <<<"$section"; }
@@ -28,7 +28,10 @@ while read -r name; do
 done <<<"$needed"
 
 # In the build tree its own folders may stand there, and nothing else.
+home=$(dirname "$(readlink -f "$library")")
 while IFS= read -r -d : folder; do
-  [[ -z $folder || $folder == "$build_folder"/* ]] || complain "looks for libraries in $folder"
+  [ -n "$folder" ] || continue
+  folder=$(realpath -m "${folder/#\$ORIGIN/$home}")
+  [[ $folder/ == "$build_folder"/* ]] || complain "looks for libraries in $folder"
 done < <({ entries RPATH; entries RUNPATH; } | sed 's/$/:/' | tr -d '\n')
 exit "$failed"
