@@ -123,8 +123,9 @@ INSTANTIATE_TEST_SUITE_P(Kinds, AppThatWaitsInVain,
                                                    "0 of 1 expected messages have come")));
 
 TEST_F(App, obeys_commands_and_tells_every_callback) {
-  startPhone();
+  // The app first: a connection that is announced while its listener is being set is not told.
   const auto app = startApp({"--name", "navi"});
+  startPhone();
   ASSERT_TRUE(app->await({R"("event":"onDeviceStatus")", R"("type":"ios","device":1,"iap":2,"usb.status":1)"}));
   app->tell("launch method no-alert");
   ASSERT_TRUE(app->await({R"("reply":"launch","ok":true,"accepted":true)"}));
@@ -190,8 +191,9 @@ TEST_F(App, has_only_the_listeners_it_was_asked_for) {
 }
 
 TEST_F(App, sets_and_removes_listeners_late) {
-  startPhone();
+  // The app first: a connection that is announced while its listener is being set is not told.
   const auto app = startApp({"--listen", "app"});
+  startPhone();
   ASSERT_TRUE(app->await({"onDeviceStatus"}));
   app->tell("listen app");
   EXPECT_TRUE(app->await({R"("reply":"listen","ok":false)"}));
