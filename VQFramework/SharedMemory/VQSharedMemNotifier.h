@@ -42,8 +42,8 @@ class VQ_FRAMEWORK_API VQSharedMemNotifier {
 
   // Posts a message. `data` may be null only where `size` is 0. Never waits for a receiver, however slow or dead.
   // The observer gets the payload aligned for any type and followed by at least 512 zero bytes; it must not write to
-  // it or keep it. False, with a log line, when `size` exceeds kMaxPayload or the shared log is unusable;
-  // without one in a forked child.
+  // it or keep it. False, with a log line, when `size` exceeds kMaxPayload or `data` is null with a size; with one
+  // for each new reason, when the shared log is unusable; without one in a forked child.
   bool NotifyDataUpdate(unsigned int id, const void* data, unsigned int size);
 
  private:

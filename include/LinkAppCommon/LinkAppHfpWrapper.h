@@ -54,6 +54,8 @@ class LINKAPP_API LinkAppHfpWrapper {
 
   // Makes `listener` the one that is called, in place of a former one, and subscribes to both sources. Each successful
   // call subscribes once more. False, with a log line and no change, for null.
+  // The listener is not taken over: it lives until it is removed or replaced, or this object is gone. Replacing waits
+  // for a running call of the former one: hold no lock that its callback takes.
   bool setListener(LinkAppHfpWrapperListener* listener);
 
   // Ends all subscriptions and forgets the listener, if it is this one; else logs a line and changes nothing. Returns

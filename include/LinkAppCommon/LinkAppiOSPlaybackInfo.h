@@ -35,6 +35,8 @@ class LINKAPP_API LinkAppiOSPlaybackInfo {
 
   // Makes `listener` the one that is called, in place of a former one. Each successful call subscribes once more: after
   // two, each notice calls twice. False, with a log line and no change, for null.
+  // The listener is not taken over: it lives until it is removed or replaced, or this object is gone. Replacing waits
+  // for a running call of the former one: hold no lock that its callback takes.
   bool setListener(LinkAppiOSPlaybackInfoListener* listener);
 
   // Ends all subscriptions and forgets the listener, if it is this one; else logs a line and changes nothing. Returns

@@ -64,15 +64,15 @@ class LINKAPP_API LinkAppiOSWrapper {
     APPLAUNCHMETHOD_WITHOUT_ALERT = 1,    // the app opens at once
   };
 
-  // Registers the app (see iOSAppCommonClient): its name, its iAP1 name (may be empty) and the string by which the
-  // device launches it (empty = it is never launched).
+  // Registers the app (see iOSAppCommonClient, which says how long the texts may be): its name, its iAP1 name (may be
+  // empty) and the string by which the device launches it (empty = it is never launched).
   LinkAppiOSWrapper(std::string appName, std::string iAP1Name, std::string launchString);
   ~LinkAppiOSWrapper();
   LinkAppiOSWrapper(const LinkAppiOSWrapper&) = delete;
   LinkAppiOSWrapper& operator=(const LinkAppiOSWrapper&) = delete;
 
-  // Adds a listener. True also when it is there already: it is still called once per notification. False, with a log
-  // line and no change, for null.
+  // Adds a listener, which is not taken over: it lives until it is removed, or this object is gone. True also when it is
+  // there already: it is still called once per notification. False, with a log line and no change, for null.
   bool setListener(LinkAppiOSWrapperListener* listener);
 
   // Removes it. When it returns, no call of the listener by this wrapper is running, except one that the caller is

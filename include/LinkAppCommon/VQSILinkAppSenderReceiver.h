@@ -9,7 +9,9 @@ class LINKAPP_API VQSILinkAppSenderReceiverListener {
  public:
   // The order of the virtual operations is part of the interface.
   virtual ~VQSILinkAppSenderReceiverListener();
-  // How a message that was sent ended: 0 = delivered, 1 = not.
+  // How a message that was sent ended: 0 = it went to the phone (over SPP: the kernel has it), which does not say that
+  // the phone's app has read it; 1 = it did not. None comes for a message whose iOS session closes first or whose device
+  // side dies: wait with a limit.
   virtual void onSendResult(unsigned int failed);
   // One message. The bytes are valid during the call only.
   virtual void onReceivedMsg(const unsigned char* data, unsigned int size);
@@ -23,6 +25,6 @@ class LINKAPP_API VQSILinkAppSenderReceiver {
   virtual bool setListener(VQSILinkAppSenderReceiverListener* listener) = 0;
   // Removes it, so that it may be destroyed. False = it was not there.
   virtual bool removeListener(VQSILinkAppSenderReceiverListener* listener) = 0;
-  // Sends a copy of the bytes. False = refused, and no result follows; else the outcome comes as onSendResult.
+  // Sends a copy of the bytes. False = refused, and no result follows; else onSendResult tells the outcome.
   virtual bool requestMsgSend(const unsigned char* data, unsigned int size) = 0;
 };

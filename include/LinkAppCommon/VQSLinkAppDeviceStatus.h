@@ -54,6 +54,8 @@ class LINKAPP_API VQSLinkAppDeviceStatus : public LinkAppiOSWrapperListener {
 
   // Subscribes to the sources, makes `listener` the one that is called, in place of a former one, and asks the SPP
   // service for its list, so that the first calls may come before this returns. Null is stored: nobody is called then.
+  // The listener is not taken over: it lives until it is removed or replaced, or this object is gone. Replacing waits
+  // for a running call of the former one: hold no lock that its callback takes.
   // Returns true in every case.
   bool setListener(VQSLinkAppDeviceStatusListener* listener);
 

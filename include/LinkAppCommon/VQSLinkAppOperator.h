@@ -7,8 +7,10 @@
 // Threads: operations any, also from within a callback. SPP callbacks run on the SPP service's thread, iOS callbacks on
 // the framework's delivery thread, with no lock held, in ascending order of the listeners' addresses; both may reach
 // one listener at the same time.
+// Waiting: the first object of a process with an SPP side or a device status waits up to 2 s for the Bluetooth library;
+// requests that register the UUID or take it back wait for the Bluetooth daemon, 3 s at most. See VQSBtApps.
 // Lifetime: a callback may destroy other objects, never the operator that is calling it. The destructor waits for
-// running callbacks.
+// running callbacks. Listeners are not taken over: each lives until it is removed or replaced, or the operator is gone.
 #pragma once
 
 #include <atomic>
@@ -50,7 +52,7 @@ class LINKAPP_API VQSLinkAppOperator : public VQSILinkAppSenderReceiver, public 
   bool removeListener(VQSILinkAppSenderReceiverListener* listener) override;
 
   // Sends a copy of the bytes over the link in use. Over iOS: 1 to 4096 bytes, to the device of the last launch. False:
-  // there is no link in use, it has no such side, or the send was refused. The outcome comes as onSendResult.
+  // there is no link in use, it has no such side, or the send was refused. For the outcome see onSendResult.
   bool requestMsgSend(const unsigned char* data, unsigned int size) override;
 
   // What the wrapper calls, with a LinkAppiOSWrapperListener::SendResult. One of another app, and null, is ignored.

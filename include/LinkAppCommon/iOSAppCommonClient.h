@@ -45,6 +45,8 @@ class LINKAPP_API iOSAppCommonClient : public VQSubject {
 
   // Opens the channel and registers the app, unless `appName` is empty. `iAP1Name` may be empty. A client without a
   // launch string never asks for a launch. When the table is full the client works unregistered (a log line).
+  // At most 10 bytes of iAP1 name, 127 of app name, 127 of launch string. This is not checked: a longer text spoils the
+  // fields behind it, and the next app's.
   iOSAppCommonClient(const std::string& iAP1Name, const std::string& appName, const std::string& launchString);
   ~iOSAppCommonClient() override;
 
@@ -56,8 +58,9 @@ class LINKAPP_API iOSAppCommonClient : public VQSubject {
   // 1 = a session of the app is open. A client keeps sessions of its own app only.
   unsigned int isSessionOpened(unsigned int deviceId, unsigned int appId);
 
-  // Sends to the phone app of the selected device. 1 = in the ring and announced. 0 with a log line: no open session,
-  // null data, a size of 0 or above 4096, an unmapped segment; without: not registered.
+  // Sends to the phone app of the selected device. 1 = in the ring and announced. 0 with a log line: no open session
+  // (nor has an app that is not registered), null data, a size of 0 or above 4096, an unmapped segment; without: no
+  // device is selected that has data segments.
   // There is no flow control: more than 40 messages ahead of the device side overwrite each other. Wait for the send
   // result (id 1) to pace.
   unsigned int sendDataFromHU(const unsigned char* data, unsigned int size);

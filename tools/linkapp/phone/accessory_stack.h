@@ -66,7 +66,8 @@ class AccessoryStack {
   // All applications of the head unit, after each change. The list only grows; the same application may stand in it
   // twice.
   virtual void setApps(const std::vector<HeadUnitApp>& apps) = 0;
-  // The stack answers with onSessionOpened, sooner or later or never.
+  // The stack answers with onSessionOpened, sooner or later or never; also for an app whose session is open already,
+  // with the same number: the application asks because it does not know.
   virtual void launch(const LaunchRequest& request) = 0;
   // The stack answers each with onSendOutcome, sooner or later or never.
   virtual void send(std::uint16_t session, std::vector<std::uint8_t> data) = 0;
