@@ -18,9 +18,9 @@ PATIENCE = 30      # seconds that a program may be silent, more than three times
 class Baseline:
     """How long each program is silent when nothing is wrong. One that is not green then could not show anything."""
 
-    def __init__(self):
+    def __init__(self, is_resumed):
         self.path = workshop.PLACE / "silence.json"
-        self.seconds = workshop.load(self.path, {})
+        self.seconds = workshop.load(self.path, {}) if is_resumed else {}
 
     def measure(self, names):
         missing = [name for name in names if name not in self.seconds]
@@ -94,7 +94,7 @@ def run(listed, baseline, known):
             print(test, flush=True)
 
 
-def summary(listed, known, is_random):
+def summary(listed, known, options):
     """Prints it; the exit code."""
     by_result = {}
     for fault in listed:
@@ -108,18 +108,19 @@ def summary(listed, known, is_random):
           f" survivors: {', '.join(fault.name for fault in survivors) or 'none'}")
     for fault in survivors:
         print(f"  {fault.name}: {fault.unseen or 'not explained'}")
-        if is_random:
+        if options.random:
             print("\n".join([f"    {fault.path}"] + [f"    - {line}" for line in fault.old] +
                             [f"    + {line}" for line in fault.new]))
     for fault in listed:
         if fault.unseen and fault not in survivors:
             print(f"  {fault.name} is said to be unseen, and was caught")
-    if is_random:
+    if options.random:
         return 0
     if invalid:
         print(f"not valid: {', '.join(fault.name for fault in invalid)}")
     unexplained = [fault for fault in survivors if not fault.unseen]
-    return 1 if invalid or unexplained or 100 * caught < LEAST_CAUGHT * count else 0
+    is_enough = options.only or 100 * caught >= LEAST_CAUGHT * count
+    return 1 if invalid or unexplained or not is_enough else 0
 
 
 def main():
@@ -146,14 +147,14 @@ def main():
     workshop.take_place()
     workshop.adopt_orphans()
     workshop.refresh_copy()
-    baseline = Baseline()
+    baseline = Baseline(options.resume)
     baseline.measure(sorted({name for fault in listed for name in fault.programs()}))
     known = workshop.load(RESULTS, {})
     if not options.resume:
         for fault in listed:
             known.pop(fault.name, None)
     run(listed, baseline, known)
-    return summary(listed, known, bool(options.random))
+    return summary(listed, known, options)
 
 
 if __name__ == "__main__":
