@@ -15,6 +15,6 @@ ip link set lo up
 # A job is one line per line, without carriage returns.
 stty -F /dev/console -opost
 cd /job && sh ./run
-echo "machine: ended with $?"
+printf '\nmachine: ended with %d\n' $?
 sync
 poweroff -f

@@ -16,20 +16,24 @@ case $architecture in
 esac
 packages=(busybox-static dbus-daemon libarchive13 libedit2 libgcc-s1 libncursesw6 libstdc++6 libsystemd0)
 
-# The same lists of packages as for the sysroot: one point in time, and one set of libraries to build with and run on.
+# The same lists of packages as for the sysroot, and made again with it: one point in time, and one set of libraries to
+# build with and run on.
 "$tree/script/sysroot" "$architecture"
-export APT_CONFIG=$tree/build/sysroot/$architecture.apt/apt.conf
+sysroot=$tree/build/sysroot/$architecture
+export APT_CONFIG=$sysroot.apt/apt.conf
 kernel=$(apt-cache depends "$image" | sed -n 's/^ *Depends: \(linux-image[^ ]*\)$/\1/p')
 [ -n "$kernel" ] || { echo "make_image: apt knows no $image" >&2; exit 1; }
 
-made_of=$(apt-cache policy "$kernel" "${packages[@]}" | grep -E '^[a-z]|Candidate:'; sha256sum "$0" "$here/init.sh")
+made_of=$(apt-cache policy "$kernel" "${packages[@]}" | grep -E '^[a-z]|Candidate:'; 
+  sha256sum "$0" "$here/init.sh" "$sysroot/var/lib/dpkg/status")
 if [ -f "$folder/made_of" ] && [ "$(cat "$folder/made_of")" = "$made_of" ]; then
   exit 0
 fi
 
-rm -rf "$folder"
-mkdir -p "$folder/debs/partial"
-cd "$folder"
+# What is there stays until there is something better.
+rm -rf "$folder.new"
+mkdir -p "$folder.new/debs/partial"
+cd "$folder.new"
 echo "make_image: fetching $kernel and a root folder for $architecture" >&2
 (cd debs && apt-get -qq download "$kernel") </dev/null >&2
 dpkg-deb --fsys-tarfile debs/linux-image-*.deb | tar -x --wildcards './boot/vmlinuz-*'
@@ -56,3 +60,5 @@ printf '%s\n' 'root:x:0:0:root:/tmp:/bin/sh' 'messagebus:x:100:100::/:/bin/false
 printf '%s\n' 'root:x:0:' 'messagebus:x:100:' 'nogroup:x:65534:' >root/etc/group
 install -m 755 "$here/init.sh" root/init
 printf '%s\n' "$made_of" >made_of
+rm -rf "$folder"
+mv "$folder.new" "$folder"
