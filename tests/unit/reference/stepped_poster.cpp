@@ -52,8 +52,7 @@ void SteppedPoster::runToItsEnd() {
     letRun();
     int status = -1;
     waitpid(pid_, &status, 0);
-    EXPECT_EQ(status, 0);
-    pid_ = -1;
+    settle(status);
   }
 }
 
@@ -67,10 +66,17 @@ void SteppedPoster::letRun() {
 bool SteppedPoster::hasEnded() {
   int status = -1;
   if (pid_ != -1 && waitpid(pid_, &status, WNOHANG) == pid_) {
-    EXPECT_EQ(status, 0);
-    pid_ = -1;
+    settle(status);
   }
   return pid_ == -1;
+}
+
+void SteppedPoster::settle(int status) {
+  EXPECT_EQ(status, 0);
+  if (WIFSTOPPED(status)) {  // by a signal that nobody expected
+    kill();
+  }
+  pid_ = -1;
 }
 
 bool SteppedPoster::isAsleep() const {

@@ -30,6 +30,9 @@ class SteppedPoster {
   void kill();
 
  private:
+  // It has ended, and well; or it is ended here.
+  void settle(int status);
+
   pid_t pid_ = -1;
   std::unique_ptr<Steps> steps_;
 };

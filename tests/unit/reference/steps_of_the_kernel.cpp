@@ -1,3 +1,4 @@
+#include <signal.h>
 #include <sys/ptrace.h>
 #include <sys/wait.h>
 
@@ -14,7 +15,9 @@ class StepsOfTheKernel : public Steps {
     int status = 0;
     const bool hasStepped =
         ptrace(PTRACE_SINGLESTEP, process_, nullptr, nullptr) == 0 && waitpid(process_, &status, 0) == process_;
-    return hasStepped ? std::optional<int>(status) : std::nullopt;
+    // A signal that stops it is no step: it was taken away with the stop, and a fault would come again and again.
+    const bool isFault = WIFSTOPPED(status) && WSTOPSIG(status) != SIGTRAP;
+    return hasStepped && !isFault ? std::optional<int>(status) : std::nullopt;
   }
   void end() override {
     // There is nothing in its way.
