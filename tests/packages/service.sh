@@ -29,6 +29,13 @@ talk() {
 talk
 say "100 messages went from another user's application to the phone and back"
 
+# The tool, started as docs/install.md says, finds the channel there, and else none.
+seen=$(systemd-run --quiet --wait --collect --pipe -p BindPaths=/run/linkapp/shm:/dev/shm linkapp status 2>&1) || true
+[[ $seen = *ConnectStatus* ]] || fail "the tool does not see the units' channel: $seen"
+seen=$(linkapp status 2>&1) || true
+[[ $seen = *"there is no channel"* ]] || fail "the tool sees a channel in /dev/shm, too: $seen"
+say "linkapp status sees the channel where the units have it"
+
 # A stranger, who is not in the group, sees nothing of it.
 useradd --system stranger
 setpriv --reuid stranger --regid stranger --clear-groups ls /run/linkapp/shm 2>/dev/null && fail "a stranger reads the channel's folder"
