@@ -71,8 +71,8 @@ class LINKAPP_API LinkAppiOSWrapper {
   LinkAppiOSWrapper(const LinkAppiOSWrapper&) = delete;
   LinkAppiOSWrapper& operator=(const LinkAppiOSWrapper&) = delete;
 
-  // Adds a listener, which is not taken over: it lives until it is removed, or this object is gone. True also when it is
-  // there already: it is still called once per notification. False, with a log line and no change, for null.
+  // Adds a listener, which is not taken over: it lives until it is removed, or this object is gone. True also when it
+  // is there already: it is still called once per notification. False, with a log line and no change, for null.
   bool setListener(LinkAppiOSWrapperListener* listener);
 
   // Removes it. When it returns, no call of the listener by this wrapper is running, except one that the caller is

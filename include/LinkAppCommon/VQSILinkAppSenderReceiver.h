@@ -10,8 +10,8 @@ class LINKAPP_API VQSILinkAppSenderReceiverListener {
   // The order of the virtual operations is part of the interface.
   virtual ~VQSILinkAppSenderReceiverListener();
   // How a message that was sent ended: 0 = it went to the phone (over SPP: the kernel has it), which does not say that
-  // the phone's app has read it; 1 = it did not. None comes for a message whose iOS session closes first or whose device
-  // side dies: wait with a limit.
+  // the phone's app has read it; 1 = it did not. None comes for a message whose iOS session closes first or whose
+  // device side dies: wait with a limit.
   virtual void onSendResult(unsigned int failed);
   // One message. The bytes are valid during the call only.
   virtual void onReceivedMsg(const unsigned char* data, unsigned int size);

@@ -45,9 +45,9 @@ class LINKAPP_API iOSAppCommonServer : public VQSubject {
   void notifySessionClose(unsigned short sessionId);
 
   // Sends a phone app's data to the client whose app has this session. Refused with a log line, and nothing is
-  // written: null data, a size of 0 or above 4096, an unknown session, an unmapped segment. Session 0 is not refused: it is
-  // that of all apps without one, and the last of them gets the data. Never pass it.
-  // There is no flow control: more than 40 messages ahead of the slowest client overwrite each other.
+  // written: null data, a size of 0 or above 4096, an unknown session, an unmapped segment. Session 0 is not refused:
+  // it is that of all apps without one, and the last of them gets the data. Never pass it. There is no flow control:
+  // more than 40 messages ahead of the slowest client overwrite each other.
   void sendDataFromDevice(unsigned short sessionId, const unsigned char* data, unsigned int size);
   // Reports how a transfer to the device ended to the client whose app has this session. For an unknown session the
   // report carries app id 0, which is no client's; session 0 is as above.
