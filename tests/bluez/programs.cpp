@@ -1,5 +1,6 @@
 // Programs that are not this test executable, started as its children.
 #include <errno.h>
+#include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
 #include <string.h>
@@ -35,4 +36,11 @@ TEST_ROLE(spp_example) {
 
 TEST_ROLE(simulation) {
   return become(LINKAPP_BLUEZ_SIM, args);
+}
+
+// Its input is the file that the first argument names.
+TEST_ROLE(simulation_of_a_file) {
+  const int file = open(args.at(0).c_str(), O_RDONLY | O_CLOEXEC);
+  dup2(file, STDIN_FILENO);
+  return become(LINKAPP_BLUEZ_SIM, {args.begin() + 1, args.end()});
 }

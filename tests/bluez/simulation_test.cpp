@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "tests/bluez/bluez_fixture.h"
@@ -117,6 +118,22 @@ TEST_F(SimulationTest, ASecondOneOnTheSameBusSaysWhyItCannotBe) {
 
 TEST_F(SimulationTest, EndsWithItsInput) {
   EXPECT_EQ(simulation().finish(), 0);
+}
+
+// Many times as long as what is read at once; the last line has no line break.
+TEST_F(BluezTest, TheSimulationObeysAFileToItsEnd) {
+  startBus();
+  const auto file = std::filesystem::path(getenv("VQ_SETTINGS_DIR")).replace_filename("commands");
+  std::ofstream commands(file);
+  commands << "phone " << kPhone << "\n";
+  for (int i = 0; i < 1000; ++i) {
+    commands << "# a line that says nothing\n";
+  }
+  commands << "phones" << std::flush;
+  Child sut("simulation_of_a_file", {file});
+  EXPECT_TRUE(sut.expectAnswer("ok"));
+  EXPECT_TRUE(sut.expectAnswer(kPhone));
+  EXPECT_EQ(sut.wait(), 0);
 }
 
 // The next line of this kind, without its time.

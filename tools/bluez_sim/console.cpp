@@ -11,14 +11,19 @@
 
 namespace bluez_sim {
 
-// A file, which epoll does not take, is read at once.
 Console::Console(Loop& loop, Commands& commands, bool isJson, std::function<void()> onEnd)
     : loop_(loop), commands_(commands), isJson_(isJson), onEnd_(std::move(onEnd)) {
   try {
     watch_ = loop_.watch(STDIN_FILENO, EPOLLIN, [this](std::uint32_t) { read(); });
   } catch (const BusError&) {
-    watch_ = loop_.after(0, [this] { read(); });
+    isFile_ = true;
+    readFileOn();
   }
+}
+
+// A file, which epoll does not take, has always something to read: a piece at a time, until its end.
+void Console::readFileOn() {
+  watch_ = loop_.after(0, [this] { read(); });
 }
 
 void Console::say(const std::string& line) {
@@ -27,6 +32,9 @@ void Console::say(const std::string& line) {
 }
 
 void Console::read() {
+  if (isFile_) {
+    readFileOn();
+  }
   char buffer[4096];
   const ssize_t count = ::read(STDIN_FILENO, buffer, sizeof buffer);
   if (count == -1 && (errno == EAGAIN || errno == EINTR)) {

@@ -20,6 +20,7 @@ class Console {
 
  private:
   void read();
+  void readFileOn();
   void obey(const std::string& line);
   void answer(const std::string& command, const std::string& text) const;
   void refuse(const std::string& command, const std::string& reason) const;
@@ -28,6 +29,7 @@ class Console {
   Commands& commands_;
   const bool isJson_;
   const std::function<void()> onEnd_;
+  bool isFile_ = false;
   std::string rest_;
   Watch watch_;
 };
