@@ -38,7 +38,7 @@ class Sender : public testing::Test {
     sut_ = std::make_unique<app::Sender>(
         errands_, std::move(source), pace,
         [this](const Bytes& message) {
-          if (isRefusing_) {
+          if (isRefusing_ || sent_.size() == most_) {
             return false;
           }
           sent_.emplace_back(message.begin(), message.end());
@@ -55,6 +55,7 @@ class Sender : public testing::Test {
   std::deque<std::string> texts_ = {"a", "b", "c"};
   bool isOver_ = true;
   bool isRefusing_ = false;
+  std::size_t most_ = 1000;  // messages that are taken
   std::vector<std::string> sent_;
   int ended_ = -1;
   QueueSource* source_ = nullptr;
@@ -122,6 +123,24 @@ TEST_F(Sender, tries_a_refused_message_again_when_a_link_has_come_up) {
   sut_->setOpen(true);
   run();
   EXPECT_THAT(sent_, ElementsAre("a", "b", "c"));
+}
+
+// As where too much waits on a link that stays up.
+TEST_F(Sender, tries_a_refused_message_again_with_each_result) {
+  most_ = 2;
+  make();
+  sut_->setOpen(true);
+  run();
+  EXPECT_TRUE(sut_->isRefused());
+  sut_->noteResult();
+  run();
+  EXPECT_TRUE(sut_->isRefused());
+  EXPECT_THAT(sent_, ElementsAre("a", "b"));
+  most_ = 3;
+  sut_->noteResult();
+  run();
+  EXPECT_THAT(sent_, ElementsAre("a", "b", "c"));
+  EXPECT_EQ(ended_, 3);
 }
 
 TEST_F(Sender, does_not_wait_for_the_results_of_a_link_that_is_gone) {

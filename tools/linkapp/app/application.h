@@ -50,6 +50,7 @@ class Application {
   bool isSending() const { return sender_ != nullptr; }
   // It sends, and waits for nobody but its source.
   bool isIdle() const { return sender_ != nullptr && sender_->isIdle(); }
+  bool isRefused() const { return sender_ != nullptr && sender_->isRefused(); }
   bool isOpen() const { return isOpen_; }
   bool hasPhone() const { return iosDevice_.usb.status + iosDevice_.btSpp.status + sppDevice_.btSpp.status != 0; }
   void setEcho(bool isOn) { isEchoing_ = isOn; }

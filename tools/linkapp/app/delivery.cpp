@@ -86,8 +86,12 @@ std::string Delivery::whatIsMissing() const {
   if (application_.isSending() && !application_.isOpen()) {
     return application_.hasPhone() ? "the phone has not opened the app" : "no phone is connected";
   }
+  const std::string results = countOf(tally.results(), tally.sent(), "send results have come");
+  if (application_.isRefused()) {
+    return "the library refuses the next message; " + results;
+  }
   if (tally.results() < tally.sent()) {
-    return countOf(tally.results(), tally.sent(), "send results have come");
+    return results;
   }
   return countOf(tally.received(), options_.expected, "expected messages have come");
 }

@@ -23,6 +23,7 @@ Sender::~Sender() {
 
 void Sender::setOpen(bool isOpen) {
   isOpen_ = isOpen;
+  isRefused_ = false;
   if (isOpen) {
     pumpSoon(std::chrono::microseconds(0));
   } else {
@@ -32,6 +33,7 @@ void Sender::setOpen(bool isOpen) {
 
 void Sender::noteResult() {
   unanswered_ -= unanswered_ == 0 ? 0 : 1;
+  isRefused_ = false;
   pumpSoon(std::chrono::microseconds(0));
 }
 
@@ -55,7 +57,7 @@ void Sender::pump() {
         return;
       }
     }
-    if (!isOpen_ || unanswered_ >= pace_.window || !isDue()) {
+    if (!isOpen_ || isRefused_ || unanswered_ >= pace_.window || !isDue()) {
       return;
     }
     if (i == kAtOnce) {
@@ -63,7 +65,7 @@ void Sender::pump() {
       return;
     }
     if (!send_(pending_)) {
-      isOpen_ = false;
+      isRefused_ = true;
       return;
     }
     pending_.clear();

@@ -22,7 +22,8 @@ struct Pace {
 
 class Sender {
  public:
-  // `send` gives false where the library refuses; the message is tried again when a link has come up.
+  // `send` gives false where the library refuses. The message is tried again when a link has come up, and with each
+  // result: until then too much may wait on a link that stays up.
   // `onEnd` is called from a task of its own, with how many were sent, when the source has ended.
   Sender(loop::Errands& errands, std::unique_ptr<Source> source, const Pace& pace,
          std::function<bool(const Bytes& message)> send, std::function<void(std::uint64_t sent)> onEnd);
@@ -35,6 +36,8 @@ class Sender {
   void noteResult();
   // The source has nothing yet, and everything that was sent has its result.
   bool isIdle() const { return isWaiting_ && unanswered_ == 0; }
+  // Its next message was refused, and nothing has happened since.
+  bool isRefused() const { return isRefused_; }
 
  private:
   void pump();
@@ -47,6 +50,7 @@ class Sender {
   const std::function<bool(const Bytes&)> send_;
   const std::function<void(std::uint64_t)> onEnd_;
   bool isOpen_ = false;
+  bool isRefused_ = false;
   bool hasEnded_ = false;
   bool isWaiting_ = false;  // for the source
   Bytes pending_;           // taken from the source and not sent; empty = none
