@@ -131,6 +131,19 @@ TEST_F(RecordingFile, gives_back_what_was_written) {
   EXPECT_EQ(look(), "");
 }
 
+TEST_F(RecordingFile, gives_a_terminal_no_text_as_it_is) {
+  const record::ProcessSeen process{1, 4711, 99, 0, 'R', "\x1b[1m", "linkapp app \x1b[2J"};
+  {
+    Writer writer(path_, Writer::kLeastLimit);
+    writer.add(process);
+    writer.add(record::End{2, "over\n\x1b[2J"});
+    writer.flush();
+  }
+  const std::string sut = infoText(readRecording(path_), "file");
+  EXPECT_THAT(sut, testing::Not(HasSubstr("\x1b")));
+  EXPECT_THAT(sut, AllOf(HasSubstr(R"(  end         "over\n\x1b[2J")"), HasSubstr(R"("linkapp app \x1b[2J")")));
+}
+
 TEST_F(RecordingFile, has_the_checksum_that_everybody_has) {
   const std::string text = "123456789";
   EXPECT_EQ(record::crc32(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()), 0xCBF43926U);

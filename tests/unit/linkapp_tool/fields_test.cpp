@@ -40,6 +40,14 @@ TEST(Fields, hold_fields) {
   EXPECT_EQ(text::toText({{"process", inner}}), R"(process={pid=1 name="a b"})");
 }
 
+TEST(Fields, are_left_as_they_are_for_people_unless_a_terminal_might_obey_them) {
+  for (const char* const text : {"", "ended as asked", R"(linkapp app --name "a b" # \)", "\xC3\xA9"}) {
+    EXPECT_EQ(text::printable(text), text);
+  }
+  EXPECT_EQ(text::printable("a b\n\x1b[2J"), R"("a b\n\x1b[2J")");
+  EXPECT_EQ(text::printable("\xC3 \x9B"), R"("\xc3 \x9b")");
+}
+
 // Terminals obey them.
 TEST(Fields, show_no_control_characters_beyond_ascii_either) {
   EXPECT_EQ(text::quoted("\x9B"), "\"\\x9b\"");

@@ -381,13 +381,14 @@ void Replayer::finish() {
   loop_.runUntil([this] { return isInterrupted_; }, std::chrono::milliseconds(20));
   for (const auto& [app, deeds] : deeds_) {
     for (const HeadUnitEvent& event : deeds) {
-      differences_.push_back("at the end: " + names_[app] + " " +
+      differences_.push_back("at the end: " + text::quoted(names_[app]) + " " +
                              (event.kind == Kind::kLaunch ? "launches" : "sends " + messageText(event.bytes)) +
                              ", which the recording does not have");
     }
   }
   for (const HeadUnitEvent& event : registered_) {
-    differences_.push_back("at the end: " + event.app.name + " has registered, which the recording does not have");
+    differences_.push_back("at the end: " + text::quoted(event.app.name) +
+                           " has registered, which the recording does not have");
   }
   for (auto& entry : apps_) {
     if (!entry.second->hasEnded()) {

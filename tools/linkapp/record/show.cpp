@@ -149,7 +149,7 @@ std::string processTable(const Summary& summary) {
     const auto sent = summary.senders.find(process.pid);
     columns.add({std::to_string(process.pid), text::quoted(process.name), std::to_string(process.startTime),
                  std::to_string(sent == summary.senders.end() ? 0 : sent->second), appsOf(summary, process.pid),
-                 (process.isGone() ? "(ended) " : "") + process.command});
+                 (process.isGone() ? "(ended) " : "") + text::printable(process.command)});
   }
   return columns.isEmpty() ? "" : "\nProcesses\n" + columns.text("  ");
 }
@@ -189,7 +189,7 @@ std::string infoText(const Recording& recording, const std::string& path) {
   text += "  from        " + wallText(wallAt(summary.clock, summary.first)) + "\n";
   text += "  to          " + wallText(wallAt(summary.clock, summary.last)) + ", " +
           inspect::ageText(summary.last - std::min(summary.first, summary.last)) + " later\n";
-  text += "  end         " + endText(recording, summary) + "\n";
+  text += "  end         " + text::printable(endText(recording, summary)) + "\n";
   text += "  file        " + std::to_string(facts.bytes) + " bytes, " + std::to_string(facts.chunks) + " of " +
           std::to_string(facts.chunkCount) + " chunks of " + std::to_string(facts.chunkBytes) + " bytes\n";
   text += facts.dropped == 0

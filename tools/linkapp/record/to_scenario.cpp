@@ -42,7 +42,7 @@ class ScenarioWriter {
     for (index_ = 0; index_ < story_.steps.size(); ++index_) {
       write(story_.steps[index_]);
     }
-    return "# " + title + "\n" + declarations_ + "\n" + text_;
+    return "# " + text::printable(title) + "\n" + declarations_ + "\n" + text_;
   }
 
  private:
@@ -467,7 +467,7 @@ class ScenarioWriter {
       return;
     }
     if (!step.areBytesKnown) {
-      line("# the phone sent " + launchString + " a message whose bytes are not in the recording");
+      line("# the phone sent " + text::quoted(launchString) + " a message whose bytes are not in the recording");
       return;
     }
     line("phone: " + messageWords(step.bytes, text::quoted(launchString)));

@@ -1,5 +1,6 @@
 #include "text/fields.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace text {
@@ -156,6 +157,13 @@ std::string quoted(const std::string& text) {
     at += length == 0 ? 1 : length;
   }
   return result + "\"";
+}
+
+std::string printable(const std::string& text) {
+  std::string others = text;
+  std::replace_if(
+      others.begin(), others.end(), [](char c) { return c == ' ' || c == '"' || c == '\\' || c == '#'; }, 'x');
+  return text.empty() || isPlain(others) ? text : quoted(text);
 }
 
 // NOLINTNEXTLINE(misc-no-recursion): as above

@@ -63,4 +63,7 @@ std::string jsonQuoted(const std::string& text);
 // As the command line and scenario files read it back: plain words as they are, others in quotes.
 std::string quoted(const std::string& text);
 
+// For people: as it is, blanks and quotes too, but in quotes where a terminal might obey it or a line would end in it.
+std::string printable(const std::string& text);
+
 }  // namespace text
