@@ -186,12 +186,12 @@ INSTANTIATE_TEST_SUITE_P(
 
 class ReplayOfOne : public Again {
  public:
-  // A session in which navi sends "hello" and gets it back.
-  void recordSession() {
+  // A session in which navi sends "hello" and gets it back, or with another application.
+  void recordSession(const Arguments& application = {"app", "--name", "navi", "--send", "hello", "--expect", "1"}) {
     const auto recorder = startRecorder(path("x.rec"));
     ToolProcess phone(loop_, signals_, {"phone", "--json", "--do", "plug usb"});
     ASSERT_TRUE(phone.await({R"("event":"ready")"}));
-    ASSERT_EQ(tool({"app", "--name", "navi", "--send", "hello", "--expect", "1"}).code, 0);
+    ASSERT_EQ(tool(application).code, 0);
     phone.tell("quit");
     ASSERT_EQ(phone.awaitEnd(), 0);
     recorder->signal(SIGTERM);
@@ -216,6 +216,22 @@ TEST_F(ReplayOfOne, is_content_with_an_application_of_the_users_own_that_does_th
   const Ran ran = replayTo({"app", "--name", "navi", "--send", "hello", "--expect", "1"});
   EXPECT_EQ(ran.code, 0) << testing::PrintToString(ran.lines);
   EXPECT_THAT(ran.lines.back(), HasSubstr(", 0 differences"));
+}
+
+TEST_F(ReplayOfOne, starts_an_application_whose_options_hold_their_values) {
+  ASSERT_NO_FATAL_FAILURE(
+      recordSession({"app", "--name=navi", "--generate=20", "--expect=20", "--control=" + path("socket")}));
+  const Ran ran = tool({"replay", "--start", "--shared", path("x.rec")});
+  EXPECT_EQ(ran.code, 0) << testing::PrintToString(ran.lines);
+}
+
+TEST_F(Again, tells_an_application_once_what_its_options_told_it) {
+  std::ofstream(path("x.scn")) << "process phone = phone\nprocess navi = app --name=navi --launch --do \"burst 20\"\n"
+                                  "start phone navi\nwait phone apps=1\nphone: plug usb\n"
+                                  "wait navi results=20 received=20\nphone: unplug\nwait navi usb.status=0\n";
+  recordScenario(path("x.scn"), path("x.rec"), path("recorded"));
+  const Ran ran = tool({"replay", "--start", "--shared", path("x.rec")});
+  EXPECT_EQ(ran.code, 0) << testing::PrintToString(ran.lines);
 }
 
 TEST_F(ReplayOfOne, tells_what_an_application_does_differently) {

@@ -19,6 +19,8 @@ using record::MessageSeen;
 using record::Recording;
 using testing::HasSubstr;
 
+using Words = std::vector<std::string>;
+
 Recording recordingOf(const std::vector<Entry>& entries) {
   Recording recording;
   for (const Entry& entry : entries) {
@@ -70,6 +72,33 @@ TEST(Recorded, texts_put_no_step_into_a_scenario) {
   for (const scenario::ProcessLine& process : parsed.processes) {
     EXPECT_NE(process.name, "p");
   }
+}
+
+// What a `linkapp app` that was started so is started with once more.
+Words startedAnew(const std::string& command) {
+  const record::Story story =
+      record::tellStory(recordingOf({record::ProcessSeen{1, 4711, 99, 0, 'R', "linkapp", "linkapp app " + command}}));
+  EXPECT_EQ(story.processes.size(), 1U);
+  return story.argumentsFor(0);
+}
+
+TEST(Recorded, options_are_understood_with_their_value_in_the_same_word_too) {
+  EXPECT_EQ(startedAnew("--name navi --json --commands --control /tmp/x"), (Words{"--name", "navi"}));
+  EXPECT_EQ(startedAnew("--name=navi --json=true --commands --control=/tmp/x"), Words{"--name=navi"});
+  EXPECT_EQ(startedAnew("--generate 20 --size 9 --expect 20"), (Words{"--size", "9", "--launch"}));
+  EXPECT_EQ(startedAnew("--generate=20 --size=9 --expect=20 --patience=5s"), (Words{"--size=9", "--launch"}));
+  const record::Story story = record::tellStory(recordingOf(
+      {record::ProcessSeen{1, 4711, 99, 0, 'R', "linkapp", "linkapp app --listen=app,playback --listen hands-free"}}));
+  for (const char* const part : {"app", "playback", "hands-free"}) {
+    EXPECT_TRUE(story.processes[0].hasPart(part)) << part;
+  }
+  EXPECT_FALSE(story.processes[0].hasPart("device-status"));
+}
+
+TEST(Recorded, commands_of_the_command_line_are_not_told_twice) {
+  EXPECT_EQ(startedAnew(R"(--do "burst 20" --do=launch "--do=send hello" --do "echo on")"), Words{});
+  EXPECT_EQ(startedAnew(R"(--do "listen playback" --do=spp-standby)"),
+            (Words{"--do", "listen playback", "--do=spp-standby"}));
 }
 
 }  // namespace

@@ -22,6 +22,29 @@ std::string baseName(const std::string& path) {
   return path.substr(path.rfind('/') + 1);
 }
 
+// An option and its value are one word, `--option=VALUE`, or two.
+std::string optionIn(const std::string& word) {
+  return word.substr(0, word.find('='));
+}
+
+// Of the option at `at`, which is moved to the value's word.
+std::string takeValue(const std::vector<std::string>& words, std::size_t& at) {
+  const std::size_t equals = words[at].find('=');
+  if (equals != std::string::npos) {
+    return words[at].substr(equals + 1);
+  }
+  return at + 1 < words.size() ? words[++at] : "";
+}
+
+// What came of such a command is in the recording, and is done once more.
+bool isRecorded(const std::string& command) {
+  std::vector<command::Word> words;
+  std::size_t end = 0;
+  command::Mistake mistake;
+  return command::splitWords(command, words, end, mistake) && !words.empty() &&
+         isOneOf(words[0].text, {"launch", "send", "send-hex", "send-file", "burst", "echo"});
+}
+
 // The tool starts itself by the kernel's name of its own file.
 void readCommand(StoryProcess& process) {
   std::vector<command::Word> words;
@@ -32,16 +55,19 @@ void readCommand(StoryProcess& process) {
     return;
   }
   process.isTool = true;
+  std::vector<std::string> arguments;
   for (std::size_t i = 2; i < words.size(); ++i) {
-    const std::string& word = words[i].text;
-    const bool isHowToTell = isOneOf(word, {"--json", "--commands", "--quiet"});
-    if (word == "--control") {
-      ++i;
-    } else if (!isHowToTell) {
-      process.arguments.push_back(word);
+    arguments.push_back(words[i].text);
+  }
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    const std::string option = optionIn(arguments[i]);
+    if (option == "--control") {
+      takeValue(arguments, i);
+    } else if (!isOneOf(option, {"--json", "--commands", "--quiet"})) {
+      process.arguments.push_back(arguments[i]);
     }
-    process.sendsByItself = process.sendsByItself || isOneOf(word, {"--send", "--file", "--generate"});
-    process.launchesByItself = process.launchesByItself || word == "--launch";
+    process.sendsByItself = process.sendsByItself || isOneOf(option, {"--send", "--file", "--generate"});
+    process.launchesByItself = process.launchesByItself || option == "--launch";
   }
   process.launchesByItself = process.launchesByItself || process.sendsByItself;
 }
@@ -275,17 +301,24 @@ class Teller {
 
 }  // namespace
 
+std::vector<std::string> StoryProcess::valuesOf(const std::string& option) const {
+  std::vector<std::string> values;
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    if (optionIn(arguments[i]) == option) {
+      values.push_back(takeValue(arguments, i));
+    }
+  }
+  return values;
+}
+
 bool StoryProcess::hasPart(const std::string& part) const {
-  const auto listen = std::find(arguments.begin(), arguments.end(), "--listen");
-  if (listen == arguments.end() || std::next(listen) == arguments.end()) {
+  const std::vector<std::string> lists = valuesOf("--listen");
+  if (lists.empty()) {
     return part != "device-status";
   }
-  bool has = false;
-  for (auto at = listen; at != arguments.end(); at = std::find(std::next(at), arguments.end(), "--listen")) {
-    has = has || (std::next(at) != arguments.end() &&
-                  ("," + *std::next(at) + ",").find("," + part + ",") != std::string::npos);
-  }
-  return has;
+  return std::any_of(lists.begin(), lists.end(), [&part](const std::string& list) {
+    return ("," + list + ",").find("," + part + ",") != std::string::npos;
+  });
 }
 
 const StoryApp* Story::app(std::uint32_t appId) const {
@@ -297,12 +330,15 @@ const StoryApp* Story::app(std::uint32_t appId) const {
 std::vector<std::string> Story::argumentsFor(std::size_t process) const {
   std::vector<std::string> words;
   if (processes[process].isTool) {
-    bool isValue = false;
-    for (const std::string& word : processes[process].arguments) {
-      const bool wasName =
-          std::exchange(isValue, isOneOf(word, {"--send", "--file", "--generate", "--expect", "--patience"}));
-      if (!isValue && !wasName) {
-        words.push_back(word);
+    const std::vector<std::string>& all = processes[process].arguments;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+      const std::size_t begin = i;
+      const std::string option = optionIn(all[i]);
+      const bool isSending = isOneOf(option, {"--send", "--file", "--generate", "--expect", "--patience"});
+      const std::string value = isSending || option == "--do" ? takeValue(all, i) : "";
+      if (!isSending && !isRecorded(value)) {
+        words.insert(words.end(), all.begin() + static_cast<std::ptrdiff_t>(begin),
+                     all.begin() + static_cast<std::ptrdiff_t>(i + 1));
       }
     }
     if (processes[process].sendsByItself) {

@@ -28,6 +28,7 @@ struct StoryProcess {
   bool sendsByItself = false;     // it has messages of its own
   bool launchesByItself = false;  // whenever a phone is connected
 
+  std::vector<std::string> valuesOf(const std::string& option) const;
   bool hasPart(const std::string& part) const;  // of --listen
 };
 

@@ -109,10 +109,9 @@ class ScenarioWriter {
   }
 
   std::string freeName(std::size_t process, std::set<std::string>& taken) const {
-    const std::vector<std::string>& words = story_.processes[process].arguments;
-    const auto option = [&words](const char* name) {
-      const auto found = std::find(words.begin(), words.end(), name);
-      return found == words.end() || std::next(found) == words.end() ? std::string() : *std::next(found);
+    const auto option = [&](const char* name) {
+      const std::vector<std::string> values = story_.processes[process].valuesOf(name);
+      return values.empty() ? std::string() : values.front();
     };
     const StoryApp* const app = appOfProcess(process);
     std::string wanted = app != nullptr ? app->name : !option("--name").empty() ? option("--name") : option("--listen");
