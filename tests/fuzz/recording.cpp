@@ -98,8 +98,9 @@ void requireJson(const std::string& text) {
 
 void look(const std::string& path) {
   const record::Recording recording = record::readRecording(path);
-  fuzz::require(!infoText(recording, "file").empty(), "a recording can be described");
-  requireJson(text::toJson(infoFields(recording, "file")));
+  record::Reader reader(path);
+  fuzz::require(!infoText(reader, "file").empty(), "a recording can be described");
+  requireJson(text::toJson(infoFields(reader, "file")));
   record::Teller lines;
   record::Teller objects;
   for (const record::Recording::Item& item : recording.items) {

@@ -254,6 +254,24 @@ TEST_F(Record, that_is_started_stopped_and_killed_under_traffic_disturbs_nobody)
   EXPECT_EQ(contended(), before);
 }
 
+// Eight megabytes of the smallest entries, which are many times as large in memory.
+TEST_F(Record, of_any_size_is_described_in_little_memory) {
+  if (test_support::kSlowness * test_support::slownessOfTool() != 1) {
+    GTEST_SKIP() << "sanitizers and tools take memory of their own";
+  }
+  constexpr std::uint64_t kBytes = std::uint64_t{8} * 1024 * 1024;
+  record::Writer writer(file_, kBytes);
+  for (std::uint64_t i = 0; i * 34 < kBytes; ++i) {
+    writer.add(record::Taken{i, {{4711, i}}});
+  }
+  writer.flush();
+  const Ran ran =
+      runProgram(loop_, signals_,
+                 {"sh", "-c", R"(ulimit -v 131072; exec "$0" record --info --json "$1" 2>&1)", LINKAPP_TOOL, file_});
+  EXPECT_EQ(ran.code, 0) << testing::PrintToString(ran.lines);
+  EXPECT_THAT(ran.lines, Contains(HasSubstr(R"("ended":false)")));
+}
+
 // It is no user of the channel: reset does not find it, nor does anybody's table.
 TEST_F(Record, maps_nothing_and_is_listed_nowhere) {
   startPhone();

@@ -64,6 +64,13 @@ class RecordingFile : public InspectTest {
     std::ofstream file(path_, std::ios::binary | std::ios::trunc);
     file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   }
+  void write(const std::vector<Entry>& entries) const {
+    Writer writer(path_, Writer::kLeastLimit);
+    for (const Entry& entry : entries) {
+      writer.add(entry);
+    }
+    writer.flush();
+  }
   void writeMessages(std::uint64_t count, std::size_t contentBytes = 0,
                      std::uint64_t limit = Writer::kLeastLimit) const {
     Writer writer(path_, limit);
@@ -85,7 +92,8 @@ class RecordingFile : public InspectTest {
   std::string look() const {
     try {
       const Recording recording = readRecording(path_);
-      const std::string info = infoText(recording, path_) + text::toJson(infoFields(recording, path_));
+      record::Reader reader(path_);
+      const std::string info = infoText(reader, path_) + text::toJson(infoFields(reader, path_));
       record::Teller lines;
       record::Teller fields;
       for (const Recording::Item& item : recording.items) {
@@ -113,13 +121,7 @@ std::vector<Entry> oneOfEach() {
 
 TEST_F(RecordingFile, gives_back_what_was_written) {
   const std::vector<Entry> entries = oneOfEach();
-  {
-    Writer writer(path_, Writer::kLeastLimit);
-    for (const Entry& entry : entries) {
-      writer.add(entry);
-    }
-    writer.flush();
-  }
+  write(entries);
   const Recording sut = readRecording(path_);
   EXPECT_THAT(sut.damages, IsEmpty());
   ASSERT_EQ(sut.items.size(), entries.size() + 1);  // the chunk's own clock comes first
@@ -132,14 +134,9 @@ TEST_F(RecordingFile, gives_back_what_was_written) {
 }
 
 TEST_F(RecordingFile, gives_a_terminal_no_text_as_it_is) {
-  const record::ProcessSeen process{1, 4711, 99, 0, 'R', "\x1b[1m", "linkapp app \x1b[2J"};
-  {
-    Writer writer(path_, Writer::kLeastLimit);
-    writer.add(process);
-    writer.add(record::End{2, "over\n\x1b[2J"});
-    writer.flush();
-  }
-  const std::string sut = infoText(readRecording(path_), "file");
+  write({record::ProcessSeen{1, 4711, 99, 0, 'R', "\x1b[1m", "linkapp app \x1b[2J"}, record::End{2, "over\n\x1b[2J"}});
+  record::Reader reader(path_);
+  const std::string sut = infoText(reader, "file");
   EXPECT_THAT(sut, testing::Not(HasSubstr("\x1b")));
   EXPECT_THAT(sut, AllOf(HasSubstr(R"(  end         "over\n\x1b[2J")"), HasSubstr(R"("linkapp app \x1b[2J")")));
 }
@@ -387,7 +384,8 @@ TEST_F(RecorderByHand, writes_down_messages_contents_apps_and_processes) {
   EXPECT_EQ(present.apps().at(0).appName, "navi");
   EXPECT_EQ(present.apps().at(0).owner, static_cast<std::uint32_t>(getpid()));
   EXPECT_EQ(present.processes().count(static_cast<std::uint32_t>(getpid())), 1U);
-  EXPECT_THAT(infoText(recording, path_), AllOf(HasSubstr("end         over"), HasSubstr("1:navi")));
+  record::Reader reader(path_);
+  EXPECT_THAT(infoText(reader, path_), AllOf(HasSubstr("end         over"), HasSubstr("1:navi")));
 }
 
 TEST_F(RecorderByHand, marks_what_was_overwritten_before_it_looked) {

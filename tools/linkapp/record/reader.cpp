@@ -28,6 +28,10 @@ bool isSealed(const std::vector<std::uint8_t>& header) {
   return crc.number<std::uint32_t>() == crc32(header.data(), size);
 }
 
+bool isMoreThanTorn(const std::vector<Damage>& damages) {
+  return std::any_of(damages.begin(), damages.end(), [](const Damage& damage) { return !damage.isTornEnd; });
+}
+
 }  // namespace
 
 Reader::Reader(const std::string& path) {
@@ -201,8 +205,12 @@ void Reader::tell(const Chunk& chunk, std::size_t at, const std::string& text) {
   damages_.push_back({chunk.offset + at, isLast, text});
 }
 
+bool Reader::isDamaged() const {
+  return isMoreThanTorn(damages_);
+}
+
 bool Recording::isDamaged() const {
-  return std::any_of(damages.begin(), damages.end(), [](const Damage& damage) { return !damage.isTornEnd; });
+  return isMoreThanTorn(damages);
 }
 
 Recording readRecording(const std::string& path) {

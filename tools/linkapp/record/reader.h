@@ -52,6 +52,7 @@ class Reader {
   // From the beginning; what is found damaged is added to damages().
   void read(const Visitor& visit);
   const std::vector<Damage>& damages() const { return damages_; }
+  bool isDamaged() const;  // more than its end is torn
 
  private:
   struct Chunk {

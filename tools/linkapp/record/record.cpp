@@ -180,21 +180,19 @@ int print(const Options& options) {
       puts(line.c_str());
     }
   });
-  bool isDamaged = false;
   for (const Damage& damage : reader.damages()) {
-    isDamaged = isDamaged || !damage.isTornEnd;
     fprintf(stderr, "linkapp record: %s: at byte %llu: %s%s\n", options.file.c_str(),
             static_cast<unsigned long long>(damage.offset), damage.text.c_str(), damage.isTornEnd ? " (torn end)" : "");
   }
-  return isDamaged ? 1 : 0;
+  return reader.isDamaged() ? 1 : 0;
 }
 
 int showInfo(const Options& options) {
-  const Recording recording = readRecording(options.file);
+  Reader reader(options.file);
   const std::string text =
-      options.isJson ? text::toJson(infoFields(recording, options.file)) + "\n" : infoText(recording, options.file);
+      options.isJson ? text::toJson(infoFields(reader, options.file)) + "\n" : infoText(reader, options.file);
   fputs(text.c_str(), stdout);
-  return recording.isDamaged() ? 1 : 0;
+  return reader.isDamaged() ? 1 : 0;
 }
 
 int writeOut(const Options& options, const std::string& content) {

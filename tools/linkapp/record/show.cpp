@@ -87,30 +87,31 @@ void addMessage(Summary& summary, const MessageSeen& seen) {
   }
 }
 
-Summary summaryOf(const Recording& recording) {
-  Summary summary;
-  for (const Recording::Item& item : recording.items) {
-    const Entry& entry = item.entry;
-    summary.present.add(entry);
-    if (const auto* const process = std::get_if<ProcessSeen>(&entry)) {
-      addProcess(summary, *process);
-    } else if (const auto* const clock = std::get_if<Clock>(&entry)) {
-      summary.clock = *clock;
-      summary.first = summary.first == 0 ? clock->monotonic : summary.first;
-    } else if (const auto* const gap = std::get_if<Gap>(&entry)) {
-      summary.gaps.push_back(*gap);
-      const bool isLoss = gap->kind == Gap::Kind::kOverwritten || gap->kind == Gap::Kind::kDamaged;
-      summary.missed += isLoss ? gap->count : 0;
-    } else if (const auto* const seen = std::get_if<MessageSeen>(&entry)) {
-      if (!seen->isBefore) {
-        addMessage(summary, *seen);
-      }
-    } else if (const auto* const end = std::get_if<End>(&entry)) {
-      summary.end = end->reason;
+void addEntry(Summary& summary, const Entry& entry) {
+  summary.present.add(entry);
+  if (const auto* const process = std::get_if<ProcessSeen>(&entry)) {
+    addProcess(summary, *process);
+  } else if (const auto* const clock = std::get_if<Clock>(&entry)) {
+    summary.clock = *clock;
+    summary.first = summary.first == 0 ? clock->monotonic : summary.first;
+  } else if (const auto* const gap = std::get_if<Gap>(&entry)) {
+    summary.gaps.push_back(*gap);
+    const bool isLoss = gap->kind == Gap::Kind::kOverwritten || gap->kind == Gap::Kind::kDamaged;
+    summary.missed += isLoss ? gap->count : 0;
+  } else if (const auto* const seen = std::get_if<MessageSeen>(&entry)) {
+    if (!seen->isBefore) {
+      addMessage(summary, *seen);
     }
-    const auto* const seen = std::get_if<MessageSeen>(&entry);
-    summary.last = std::max(summary.last, seen != nullptr && seen->isBefore ? 0 : timeOf(entry));
+  } else if (const auto* const end = std::get_if<End>(&entry)) {
+    summary.end = end->reason;
   }
+  const auto* const seen = std::get_if<MessageSeen>(&entry);
+  summary.last = std::max(summary.last, seen != nullptr && seen->isBefore ? 0 : timeOf(entry));
+}
+
+Summary summaryOf(Reader& recording) {
+  Summary summary;
+  recording.read([&summary](const Entry& entry, const Reader::Where&) { addEntry(summary, entry); });
   return summary;
 }
 
@@ -129,11 +130,11 @@ std::string appsOf(const Summary& summary, std::uint32_t pid) {
   return text;
 }
 
-std::string endText(const Recording& recording, const Summary& summary) {
+std::string endText(const Reader& recording, const Summary& summary) {
   if (!summary.end.empty()) {
     return summary.end;
   }
-  const bool isTorn = std::any_of(recording.damages.begin(), recording.damages.end(),
+  const bool isTorn = std::any_of(recording.damages().begin(), recording.damages().end(),
                                   [](const Damage& damage) { return damage.isTornEnd; });
   return std::string("cut short: the recorder was killed, or goes on") + (isTorn ? "; its last entry is torn" : "");
 }
@@ -182,9 +183,9 @@ text::Fields saidBy(const inspect::Message& message) {
   return fieldsOf(message);
 }
 
-std::string infoText(const Recording& recording, const std::string& path) {
+std::string infoText(Reader& recording, const std::string& path) {
   const Summary summary = summaryOf(recording);
-  const FileFacts& facts = recording.facts;
+  const FileFacts& facts = recording.facts();
   std::string text = "linkapp record  " + path + "\n";
   text += "  from        " + wallText(wallAt(summary.clock, summary.first)) + "\n";
   text += "  to          " + wallText(wallAt(summary.clock, summary.last)) + ", " +
@@ -208,22 +209,22 @@ std::string infoText(const Recording& recording, const std::string& path) {
   for (const Gap& gap : summary.gaps) {
     text += "  " + secondsText(summary.first, gap.time) + "  " + gapText(gap) + "\n";
   }
-  text += recording.damages.empty() ? "" : "\nNot readable\n";
-  for (const Damage& damage : recording.damages) {
+  text += recording.damages().empty() ? "" : "\nNot readable\n";
+  for (const Damage& damage : recording.damages()) {
     text += "  at byte " + std::to_string(damage.offset) + ": " + damage.text +
             (damage.isTornEnd ? " (torn: the recorder died here, or writes it now)" : "") + "\n";
   }
   return text;
 }
 
-text::Fields infoFields(const Recording& recording, const std::string& path) {
+text::Fields infoFields(Reader& recording, const std::string& path) {
   const Summary summary = summaryOf(recording);
   text::Fields contents;
   for (const auto& [state, count] : summary.contents) {
     contents.push_back({nameOf(state), count});
   }
   text::List damages;
-  for (const Damage& damage : recording.damages) {
+  for (const Damage& damage : recording.damages()) {
     damages.push_back({{"offset", damage.offset}, {"torn", damage.isTornEnd}, {"text", damage.text}});
   }
   text::Fields names;
@@ -231,12 +232,12 @@ text::Fields infoFields(const Recording& recording, const std::string& path) {
     names.push_back({name, count});
   }
   return {{"file", path},
-          {"version", recording.facts.version},
-          {"bytes", recording.facts.bytes},
-          {"chunks", recording.facts.chunks},
-          {"chunkBytes", recording.facts.chunkBytes},
-          {"room", recording.facts.chunkCount},
-          {"dropped", recording.facts.dropped},
+          {"version", recording.facts().version},
+          {"bytes", recording.facts().bytes},
+          {"chunks", recording.facts().chunks},
+          {"chunkBytes", recording.facts().chunkBytes},
+          {"room", recording.facts().chunkCount},
+          {"dropped", recording.facts().dropped},
           {"from", wallAt(summary.clock, summary.first)},
           {"nanoseconds", summary.last - std::min(summary.first, summary.last)},
           {"ended", !summary.end.empty()},

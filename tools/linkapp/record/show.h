@@ -10,9 +10,9 @@
 
 namespace record {
 
-// What is in it, in sections.
-std::string infoText(const Recording& recording, const std::string& path);
-text::Fields infoFields(const Recording& recording, const std::string& path);
+// What is in it, in sections. Both read it from beginning to end and keep no entry.
+std::string infoText(Reader& recording, const std::string& path);
+text::Fields infoFields(Reader& recording, const std::string& path);
 
 // Entries one after the other; what was said before tells the names of processes and apps.
 class Teller {
