@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <random>
 
 #include "record/file_layout.h"
@@ -14,6 +16,7 @@
 #include "record/show.h"
 #include "record/writer.h"
 #include "tests/inspect/inspect_fixture.h"
+#include "tests/support/wait_until.h"
 
 namespace {
 
@@ -386,6 +389,107 @@ TEST_F(RecorderByHand, writes_down_messages_contents_apps_and_processes) {
   EXPECT_EQ(present.processes().count(static_cast<std::uint32_t>(getpid())), 1U);
   record::Reader reader(path_);
   EXPECT_THAT(infoText(reader, path_), AllOf(HasSubstr("end         over"), HasSubstr("1:navi")));
+}
+
+TEST_F(RecorderByHand, tells_a_change_of_a_receiver_once_where_the_table_is_full) {
+  constexpr std::uint32_t kPid = 5'000'000;  // nobody's
+  hand_made::Log log;
+  for (std::uint32_t i = 0; i < vqframework::kPlaceCount; ++i) {
+    log.listReceiver(i, kPid + i, 0, {77});
+  }
+  Writer writer(path_, Writer::kLeastLimit);
+  record::Recorder sut(writer, {});
+  log.listReceiver(5, kPid + 5, 0, {77, 78});
+  for (int i = 0; i < 10; ++i) {
+    sut.look();
+  }
+  std::map<std::uint32_t, unsigned int> told;
+  for (const Recording::Item& item : recorded(writer).items) {
+    if (const auto* const receiver = std::get_if<record::ReceiverSeen>(&item.entry)) {
+      ++told[receiver->pid];
+    }
+  }
+  EXPECT_EQ(told.size(), vqframework::kPlaceCount);
+  for (const auto& [pid, times] : told) {
+    EXPECT_EQ(times, pid == kPid + 5 ? 2U : 1U) << pid;
+  }
+}
+
+// A folder like /proc, with as many processes as a test wants.
+class ManySenders : public RecorderByHand {
+ public:
+  ManySenders() {
+    char folder[] = "/tmp/proc-XXXXXX";
+    folder_ = mkdtemp(folder);
+    for (std::uint32_t pid = 1; pid <= kSenders; ++pid) {
+      std::filesystem::create_directory(folder_ + "/" + std::to_string(pid));
+      std::ofstream(folder_ + "/" + std::to_string(pid) + "/cmdline") << std::string(1000, 'x') << '\0';
+      setState(pid, 'S');
+    }
+  }
+  ~ManySenders() override { std::filesystem::remove_all(folder_); }
+
+  void setState(std::uint32_t pid, char state) const {
+    std::ofstream(folder_ + "/" + std::to_string(pid) + "/stat")
+        << pid << " (sender) " << state << " 1 1 1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 4711 0\n";
+  }
+  // What was told of processes, as "STATE" behind one another.
+  std::map<std::uint32_t, std::string> statesIn(const Recording& recording) const {
+    std::map<std::uint32_t, std::string> states;
+    for (const Recording::Item& item : recording.items) {
+      if (const auto* const process = std::get_if<record::ProcessSeen>(&item.entry)) {
+        states[process->pid] += process->state;
+      }
+    }
+    return states;
+  }
+
+  static constexpr std::uint32_t kSenders = 200;
+  std::string folder_;
+};
+
+TEST_F(ManySenders, are_told_once_and_again_when_they_stop_or_end) {
+  hand_made::Log log;
+  Writer writer(path_, 64 * Writer::kLeastLimit);
+  record::Recorder sut(writer, {inspect::kSharedMemory, folder_});
+  for (int round = 0; round < 3; ++round) {
+    for (std::uint32_t pid = 1; pid <= kSenders; ++pid) {
+      log.post(77, "", 0, pid);
+    }
+    sut.look();
+  }
+  for (const auto& [pid, states] : statesIn(recorded(writer))) {
+    EXPECT_EQ(states, "R") << pid;
+  }
+  setState(1, 'T');
+  setState(2, 'Z');
+  EXPECT_TRUE(test_support::waitUntil([&] {
+    sut.look();
+    const auto states = statesIn(recorded(writer));
+    return states.size() == kSenders && states.at(1) == "RT" && states.at(2) == "RX";
+  }));
+}
+
+// What a chunk repeats leaves room for what is new.
+TEST_F(ManySenders, leave_room_in_every_chunk) {
+  hand_made::Log log;
+  Writer writer(path_, Writer::kLeastLimit);
+  record::Recorder sut(writer, {inspect::kSharedMemory, folder_});
+  for (int round = 0; round < 50; ++round) {
+    for (std::uint32_t pid = 1; pid <= kSenders; ++pid) {
+      log.post(77, "", 0, pid);
+    }
+    sut.look();
+  }
+  const Recording recording = recorded(writer);
+  EXPECT_THAT(recording.damages, IsEmpty());
+  EXPECT_LE(recording.facts.bytes, Writer::kLeastLimit);
+  EXPECT_GT(recording.facts.dropped, 0U);
+  const std::vector<std::uint64_t> sequences = sequencesOf(recording);
+  ASSERT_THAT(sequences, testing::Not(IsEmpty()));
+  EXPECT_EQ(sequences.back(), 50U * kSenders - 1);
+  EXPECT_EQ(sequences.back() - sequences.front() + 1, sequences.size());
+  EXPECT_GT(statesIn(recording).size(), 40U);
 }
 
 TEST_F(RecorderByHand, marks_what_was_overwritten_before_it_looked) {

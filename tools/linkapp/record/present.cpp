@@ -6,8 +6,10 @@
 namespace record {
 namespace {
 
-// Those of processes that have ended go first. So a chunk's beginning stays small beside the chunk.
-constexpr std::size_t kMostProcesses = 40;
+// Those that have ended go, the oldest first. One that lives would be told anew with each of its messages, and its end
+// never; where there are more than anybody has, it goes too.
+constexpr std::size_t kMostProcesses = 64;
+constexpr std::size_t kMostLiving = 1024;
 constexpr std::size_t kMostReceivers = 64;
 
 }  // namespace
@@ -21,7 +23,7 @@ void Present::add(const Entry& entry) {
   } else if (const auto* const receiver = std::get_if<ReceiverSeen>(&entry)) {
     if (receiver->isGone) {
       receivers_.erase(receiver->pid);
-    } else if (receivers_.size() < kMostReceivers) {
+    } else if (receivers_.size() < kMostReceivers || receivers_.count(receiver->pid) != 0) {
       receivers_[receiver->pid] = *receiver;
     }
   } else if (const auto* const message = std::get_if<MessageSeen>(&entry)) {
@@ -42,6 +44,9 @@ void Present::forgetOldest() {
       if (isMoreGone || (isAsGone && process->second.time < oldest->second.time)) {
         oldest = process;
       }
+    }
+    if (!oldest->second.isGone() && processes_.size() <= kMostLiving) {
+      return;
     }
     processes_.erase(oldest);
   }
@@ -81,8 +86,12 @@ void Present::forgetApp(std::uint32_t appId) {
 
 std::vector<Entry> Present::entries() const {
   std::vector<Entry> all;
-  for (const auto& entry : processes_) {
-    all.emplace_back(entry.second);
+  for (const bool isGone : {false, true}) {
+    for (const auto& entry : processes_) {
+      if (entry.second.isGone() == isGone) {
+        all.emplace_back(entry.second);
+      }
+    }
   }
   for (const auto& entry : apps_) {
     all.emplace_back(entry.second);

@@ -15,7 +15,8 @@ class Present {
  public:
   void add(const Entry& entry);
 
-  // The entries that say it, the clock excepted; messages as `isBefore`, in their order.
+  // The entries that say it, the clock excepted: processes first, of these the living; messages as `isBefore`, in their
+  // order.
   std::vector<Entry> entries() const;
 
   const std::map<std::uint32_t, ProcessSeen>& processes() const { return processes_; }

@@ -85,7 +85,11 @@ void Writer::beginChunk() {
   const auto flags = static_cast<std::uint16_t>(isFirst ? 0 : kRepeated);
   append(EntryType::kClock, encode(clockNow()), flags);
   for (const Entry& entry : present_.entries()) {
-    append(typeOf(entry), encode(entry), flags);
+    const std::vector<std::uint8_t> body = encode(entry);
+    // Everything else is bounded, and has room in the other half together with what is to be written.
+    if (!std::holds_alternative<ProcessSeen>(entry) || pending_.size() + body.size() <= chunkBytes_ / 2) {
+      append(typeOf(entry), body, flags);
+    }
   }
   flush();
 }
