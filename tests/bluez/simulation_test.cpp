@@ -79,7 +79,9 @@ TEST_F(SimulationTest, SaysWhatIsWrongWithACommand) {
            {"phone 00:AA:02:00:00:01 colour=red", "error: there is no setting 'colour'; see help"},
            {"phone 00:AA:02:00:00:01 mode=sing", "error: 'sing' is no mode; there are echo, sink and stall"},
            {"drop 00:AA:02:00:00:01", "error: there is no phone 00:AA:02:00:00:01"},
-           {"phone 00:AA:02:00:00:01 name=\"open", "error: a quote is not closed"},
+           {"phone 00:AA:02:00:00:01 name=\"open",
+            "error: column 30: the quotes that open here do not end on this line"},
+           {"phone \"\\q\"", R"(error: column 8: unknown escape; expected \" \\ \n \t \r or \xHH)"},
            {"adapter on hci7", "error: there is no adapter hci7"}}) {
     EXPECT_EQ(simulation().ask(command), error);
   }
@@ -153,7 +155,7 @@ TEST_F(BluezTest, TheSimulationTalksJsonWhereItIsAskedTo) {
   Child sut("simulation", {"--json"});
   EXPECT_EQ(nextOf(sut, R"({"event":"ready")"),
             std::string(R"({"event":"ready","bus":")") + getenv("DBUS_SYSTEM_BUS_ADDRESS") + "\"}");
-  sut.tell(std::string("phone ") + kPhone + " \"name=A \\ B\" hands-free=yes");
+  sut.tell(std::string("phone ") + kPhone + " \"name=A \\\\ B\" hands-free=yes");
   EXPECT_EQ(nextOf(sut, R"({"reply":)"), R"({"reply":"phone","ok":true,"text":"ok"})");
   sut.tell(std::string("hands-free ") + kPhone + " up");
   EXPECT_EQ(nextOf(sut, R"({"event":"phone")"), R"({"event":"phone","address":"00:AA:02:00:00:01","up":true,)"

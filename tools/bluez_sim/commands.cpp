@@ -67,7 +67,7 @@ Commands::Commands(Loop& loop, World& world, Daemons& daemons) : loop_(loop), wo
 
 std::string Commands::run(const std::string& line) {
   const Words words = splitWords(line);
-  if (words.empty() || words[0][0] == '#') {
+  if (words.empty()) {
     return "";
   }
   for (const Entry& entry : entries()) {

@@ -98,6 +98,8 @@ void printHelp() {
       "  %s=unix:abstract=... build/dev/examples/spp\n\n"
       "Commands come on standard input, and by D-Bus:\n"
       "  busctl --address=ADDRESS call org.linkapp.BluezSim /org/linkapp/BluezSim org.linkapp.BluezSim1 Do s COMMAND\n"
+      "Blanks separate words; \"quotes\" keep them together and know \\\" \\\\ \\n \\t \\r \\xHH. A # begins a "
+      "comment.\n"
       "Answers begin with \"= \"; what happens stands in lines of its own, and comes as the signal Said.\n\n%s\n"
       "exit codes: 0 = ended as asked; 1 = failed; 2 = wrong usage\n",
       kBusVariable, Options().sendBuffer, kBusVariable, Commands::help().c_str());

@@ -3,33 +3,20 @@
 #include <algorithm>
 #include <cctype>
 
+#include "command/words.h"
+
 namespace bluez_sim {
 
 Words splitWords(const std::string& line) {
+  std::vector<command::Word> read;
+  std::size_t end = 0;
+  command::Mistake mistake;
+  if (!command::splitWords(line, read, end, mistake)) {
+    throw CommandError("column " + std::to_string(mistake.column) + ": " + mistake.text);
+  }
   Words words;
-  std::string word;
-  bool isInWord = false;
-  bool isQuoted = false;
-  for (const char c : line) {
-    if (c == '"') {
-      isQuoted = !isQuoted;
-      isInWord = true;
-    } else if (!isQuoted && (c == ' ' || c == '\t' || c == '\r')) {
-      if (isInWord) {
-        words.push_back(word);
-      }
-      word.clear();
-      isInWord = false;
-    } else {
-      word += c;
-      isInWord = true;
-    }
-  }
-  if (isQuoted) {
-    throw CommandError("a quote is not closed");
-  }
-  if (isInWord) {
-    words.push_back(word);
+  for (const command::Word& word : read) {
+    words.push_back(word.text);
   }
   return words;
 }

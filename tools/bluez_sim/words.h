@@ -17,7 +17,8 @@ class CommandError : public std::runtime_error {
 
 using Words = std::vector<std::string>;
 
-// Separated by blanks; quotes keep blanks together, as in name="My Phone". Throws CommandError.
+// As scenario files have them: separated by blanks; quotes keep blanks together, as in name="My Phone", and know
+// escapes. Throws CommandError.
 Words splitWords(const std::string& line);
 
 std::vector<std::string> splitList(const std::string& text);  // "a,b"; an empty text is an empty list
