@@ -305,6 +305,34 @@ TEST_F(Application, links_every_spp_phone_that_is_there_where_it_is_asked_to) {
   EXPECT_EQ(tell("send hello"), "accepted=true");
 }
 
+TEST_F(Application, asks_the_phone_that_was_told_last_where_none_is_named) {
+  make(withSpp());
+  const auto tellPhones = [this](const std::vector<unsigned char>& numbers) {
+    VQSBtAppsNtf::SppInformation list;
+    for (const unsigned char number : numbers) {
+      list.devices.emplace_back();
+      list.devices.back().deviceId = number;
+      list.devices.back().available = 1;
+    }
+    vqfake::notifyBtApps(list);
+    run();
+  };
+  const auto connected = [this] {
+    vqfake::clearBtCalls();
+    tell("spp-connect");
+    Texts calls;
+    for (const vqfake::BtCall& call : vqfake::btCalls()) {
+      calls.push_back(call.operation + " " + std::to_string(call.deviceId));
+    }
+    return calls;
+  };
+  tellPhones({3});
+  tellPhones({3, 0});
+  EXPECT_THAT(connected(), Contains("connectSpp 0"));
+  tellPhones({3});  // the last word is about 0, which is gone
+  EXPECT_THAT(connected(), Contains("connectSpp 3"));
+}
+
 TEST_F(Application, offers_its_devices_to_completion) {
   make();
   openSession();

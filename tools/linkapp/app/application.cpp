@@ -29,8 +29,9 @@ text::Fields statusFields(const DeviceInfo& device) {
   return fields;
 }
 
-std::int32_t linkStatus(const DeviceInfo& iosDevice) {
-  return std::max(iosDevice.usb.status, iosDevice.btSpp.status);
+// A phone with Bluetooth SPP has no status at USB.
+std::int32_t linkStatus(const DeviceInfo& device) {
+  return std::max(device.usb.status, device.btSpp.status);
 }
 
 std::unique_ptr<VQSLinkAppOperator> makeOperator(const Setup& setup) {
@@ -187,7 +188,7 @@ std::string Application::unlisten(Part part) {
 void Application::takeStatus(const DeviceInfo& device, const char* from) {
   ++statusCalls_;
   const bool isIos = device.deviceType == kTypeIos;
-  devices_[{isIos, device.deviceId}] = device;
+  devices_[{isIos, device.deviceId}] = {device, statusCalls_};
   if (isIos) {
     takeIosStatus(device);
   } else {
@@ -343,9 +344,20 @@ text::Fields Application::state() const {
 text::List Application::deviceList() const {
   text::List list;
   for (const auto& entry : devices_) {
-    list.push_back(statusFields(entry.second));
+    list.push_back(statusFields(entry.second.device));
   }
   return list;
+}
+
+std::optional<unsigned char> Application::lastDevice(bool isIos) const {
+  const auto rank = [](const Told& told) { return std::make_pair(linkStatus(told.device) != 0, told.call); };
+  const Told* last = nullptr;
+  for (const auto& [key, told] : devices_) {
+    if (key.first == isIos && (last == nullptr || rank(told) > rank(*last))) {
+      last = &told;
+    }
+  }
+  return last == nullptr ? std::nullopt : std::optional<unsigned char>(last->device.deviceId);
 }
 
 void Application::tell(talk::Event event) {

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -60,8 +61,15 @@ class Application {
 
   text::Fields state() const;
   text::List deviceList() const;
+  // The number of the phone that was told last: of those that are there, where one is. None where none was told.
+  std::optional<unsigned char> lastDevice(bool isIos) const;
 
  private:
+  struct Told {
+    DeviceInfo device;
+    std::uint64_t call = 0;  // of statusCalls_
+  };
+
   CallbackSink callbackSink();
   void make(Part part);
   void takeStatus(const DeviceInfo& device, const char* from);
@@ -89,7 +97,7 @@ class Application {
   DeviceInfo iosDevice_;  // as it was told last
   DeviceInfo sppDevice_;
   bool isLaunched_ = false;                                          // since the device was connected
-  std::map<std::pair<bool, unsigned int>, DeviceInfo> devices_;      // by "is iOS" and number
+  std::map<std::pair<bool, unsigned int>, Told> devices_;            // by "is iOS" and number
   std::map<std::pair<unsigned int, unsigned int>, bool> handsFree_;  // by kind and number
   std::string playing_;
   std::vector<loop::TimerId> lateLaunches_;

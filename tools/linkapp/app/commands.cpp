@@ -35,7 +35,8 @@ std::vector<Command> messageCommands() {
        "asks the iPhone to launch the app",
        {after("method", choice("method", {"alert", "no-alert"})), after("device", device())},
        "launch method no-alert",
-       "Without a device it is the one that was told last. The reply says whether the library accepted the request."},
+       "Without a device it is the one that was told last, of those that are there. The reply says whether the library "
+       "accepted the request."},
       {"send", kMessages, "sends a text", {argument(Type::kRest, "text")}, "send hello", ""},
       {"send-hex", kMessages, "sends bytes", {argument(Type::kBytes, "bytes")}, "send-hex 0001feff", ""},
       {"send-file",
@@ -67,7 +68,7 @@ std::vector<Command> sppCommands() {
        "opens the link whenever the phone is there, or stops that",
        {choice("auto", {"start", "stop"}), optional(device())},
        "spp-auto start",
-       "Without a device it is the phone that was told last."},
+       "Without a device it is the phone that was told last, of those that are there."},
   };
 }
 

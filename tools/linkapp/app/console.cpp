@@ -64,24 +64,16 @@ std::vector<std::string> Console::names(const std::string& source) const {
   return all;
 }
 
-unsigned char Console::deviceOf(const Call& call, const char* type, unsigned char otherwise) const {
-  if (call.has("device")) {
-    return static_cast<unsigned char>(call.number("device"));
-  }
-  unsigned char last = otherwise;
-  for (const text::Fields& device : application_.deviceList()) {
-    if (std::get<std::string>(find(device, "type")->get()) == type) {
-      last = static_cast<unsigned char>(std::get<std::int64_t>(find(device, "device")->get()));
-    }
-  }
-  return last;
+unsigned char Console::deviceOf(const Call& call, bool isIos) const {
+  return call.has("device") ? static_cast<unsigned char>(call.number("device"))
+                            : application_.lastDevice(isIos).value_or(isIos ? kFirstIosDevice : 0);
 }
 
 void Console::addMessageHandlers() {
   handlers_["launch"] = [this](const Call& call) {
     bool isAccepted = false;
     const bool isAsking = call.text("method") != "no-alert";
-    const std::string refusal = application_.launch(deviceOf(call, "ios", kFirstIosDevice), isAsking, isAccepted);
+    const std::string refusal = application_.launch(deviceOf(call, true), isAsking, isAccepted);
     return acceptance(refusal, isAccepted);
   };
   handlers_["send"] = [this](const Call& call) {
@@ -137,7 +129,7 @@ void Console::addSppHandlers() {
 
 Reply Console::requestSpp(Application::SppRequest request, const Call& call) {
   bool isAccepted = false;
-  const std::string refusal = application_.requestSpp(request, deviceOf(call, "spp", 0), isAccepted);
+  const std::string refusal = application_.requestSpp(request, deviceOf(call, false), isAccepted);
   return acceptance(refusal, isAccepted);
 }
 

@@ -31,8 +31,8 @@ class Console {
   void addViewHandlers();
   command::Reply sendFrom(std::unique_ptr<Source> source, const command::Call& call);
   command::Reply requestSpp(Application::SppRequest request, const command::Call& call);
-  // The one that the call names, else the last of its type.
-  unsigned char deviceOf(const command::Call& call, const char* type, unsigned char otherwise) const;
+  // The one that the call names, else the one of its type that was told last.
+  unsigned char deviceOf(const command::Call& call, bool isIos) const;
 
   Application& application_;
   const std::function<void()> quit_;
