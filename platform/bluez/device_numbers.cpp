@@ -95,6 +95,7 @@ int replaceFile(int folder, const std::string& text) {
 DeviceNumbers::DeviceNumbers() : folder_(platform::stateFolder()) {}
 
 // Runs `change` on the table as it stands in the file, and writes it back where that says so (second of the pair).
+// What this process has given goes before the file, which may be gone, or out of reach.
 template <class Change>
 auto DeviceNumbers::changeFile(Change change) -> decltype(change(std::declval<NumberTable&>()).first) {
   if (memory_) {
@@ -107,6 +108,9 @@ auto DeviceNumbers::changeFile(Change change) -> decltype(change(std::declval<Nu
     error = readFile(folder.get(), text);
   }
   NumberTable table = NumberTable::parse(error == 0 ? text : "");
+  for (const auto& [device, number] : inUse_) {
+    table.keep(device, number, now());
+  }
   const auto [result, isChanged] = change(table);
   if (error != 0) {
     leaveFile(table, "read", error);
@@ -141,8 +145,9 @@ std::optional<std::uint8_t> DeviceNumbers::numberOf(const DeviceKey& device) {
 }
 
 void DeviceNumbers::noteUnpaired(const DeviceKey& device) {
-  if (inUse_.erase(device) != 0) {
+  if (inUse_.count(device) != 0) {
     changeFile([&](NumberTable& table) { return std::pair(0, table.see(device, now(), 0)); });
+    inUse_.erase(device);
   }
 }
 

@@ -1,5 +1,6 @@
 #include "platform/bluez/number_table.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <sstream>
@@ -70,6 +71,19 @@ std::optional<std::uint8_t> NumberTable::give(const DeviceKey& device, const std
   }
   rows_[device] = {*number, now};
   return number;
+}
+
+void NumberTable::keep(const DeviceKey& device, std::uint8_t number, Seconds now) {
+  if (find(device) == number) {
+    return;
+  }
+  rows_.erase(device);
+  const auto other =
+      std::find_if(rows_.begin(), rows_.end(), [&](const auto& row) { return row.second.number == number; });
+  if (other != rows_.end()) {
+    rows_.erase(other);
+  }
+  rows_[device] = {number, now};
 }
 
 bool NumberTable::see(const DeviceKey& device, Seconds now, Seconds grain) {

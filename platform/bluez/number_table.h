@@ -31,6 +31,9 @@ class NumberTable {
   // device that has been unpaired longest; those in `paired` keep theirs. None when all are needed.
   std::optional<std::uint8_t> give(const DeviceKey& device, const std::set<DeviceKey>& paired, Seconds now);
 
+  // The device has this number, whatever the table said: no other device does.
+  void keep(const DeviceKey& device, std::uint8_t number, Seconds now);
+
   // Notes that the device was paired until now. True when the table has changed by more than `grain`.
   bool see(const DeviceKey& device, Seconds now, Seconds grain);
 

@@ -31,7 +31,8 @@ class DeviceNumbersTest : public testing::Test {
   }
   ~DeviceNumbersTest() override {
     VQDbgOutput::SetSink(nullptr, nullptr);
-    unlink(file().c_str());
+    makeUnreadable();
+    rmdir(file().c_str());
     rmdir(folder_.c_str());
   }
 
@@ -43,6 +44,11 @@ class DeviceNumbersTest : public testing::Test {
     return {"00:AA:01:00:00:00", "11:22:33:44:55:" + std::to_string(100 + number)};
   }
   std::string file() const { return folder_ + "/bt-devices"; }
+  // A folder takes its place: nobody can read or replace that.
+  void makeUnreadable() const {
+    unlink(file().c_str());
+    mkdir(file().c_str(), 0755);
+  }
   std::string text() const {
     std::ostringstream text;
     text << std::ifstream(file()).rdbuf();
@@ -125,6 +131,41 @@ TEST_F(DeviceNumbersTest, OfDevicesThatThisProcessHasPairedAreTakenOverByNobody)
   }();
   EXPECT_EQ(sut.numberOf(device(900)), 1);
   EXPECT_EQ(NumberTable::parse(text()).find(device(0)), 0);
+}
+
+TEST_F(DeviceNumbersTest, AreNotGivenASecondTimeWhereSomebodyDeletesTheFile) {
+  DeviceNumbers sut(folder_);
+  ASSERT_EQ(sut.numberOf(device(1)), 0);
+  unlink(file().c_str());
+  EXPECT_EQ(sut.numberOf(device(2)), 1);
+  EXPECT_EQ(NumberTable::parse(text()).find(device(1)), 0) << "other processes need it, too";
+  EXPECT_EQ(lines_, 0);
+}
+
+TEST_F(DeviceNumbersTest, AreNotGivenASecondTimeWhereTheFileCannotBeReadAnyMore) {
+  DeviceNumbers sut(folder_);
+  ASSERT_EQ(sut.numberOf(device(1)), 0);
+  makeUnreadable();
+  EXPECT_EQ(sut.numberOf(device(2)), 1);
+  EXPECT_EQ(lines_, 1);
+}
+
+TEST_F(DeviceNumbersTest, AreNotGivenASecondTimeWhereTheFileCannotBeReadWhenADeviceIsUnpaired) {
+  DeviceNumbers sut(folder_);
+  ASSERT_EQ(sut.numberOf(device(1)), 0);
+  ASSERT_EQ(sut.numberOf(device(2)), 1);
+  makeUnreadable();
+  sut.noteUnpaired(device(1));
+  EXPECT_EQ(sut.numberOf(device(3)), 2);
+  EXPECT_EQ(sut.numberOf(device(1)), 0) << "it comes back";
+}
+
+TEST_F(DeviceNumbersTest, ThatThisProcessHasGivenStayThoughTheFileSaysSomethingElse) {
+  DeviceNumbers sut(folder_);
+  ASSERT_EQ(sut.numberOf(device(1)), 0);
+  std::ofstream(file()) << device(2).first << ' ' << device(2).second << " 0 2000000000\n";
+  EXPECT_EQ(sut.numberOf(device(2)), 1);
+  EXPECT_EQ(NumberTable::parse(text()).find(device(1)), 0);
 }
 
 TEST_F(DeviceNumbersTest, MakeTheirFolder) {

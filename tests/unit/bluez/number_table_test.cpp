@@ -85,6 +85,15 @@ TEST(NumberTable, RefusesADeviceWhenAllOthersArePaired) {
   EXPECT_EQ(sut.text(), before);
 }
 
+TEST(NumberTable, ThatIsToldWhoHasANumberGivesItToNobodyElse) {
+  NumberTable sut = NumberTable::parse("A B 0 5\nA C 1 5\nA D 2 5\n");
+  sut.keep({"A", "B"}, 0, 9);
+  sut.keep({"A", "E"}, 1, 9);
+  sut.keep({"A", "D"}, 3, 9);
+  EXPECT_EQ(sut.text(), "A B 0 5\nA D 3 9\nA E 1 9\n");
+  EXPECT_EQ(sut.give({"A", "C"}, {}, 9), 2);
+}
+
 TEST(NumberTable, NotesThatADeviceWasSeenNoOftenerThanAsked) {
   NumberTable sut;
   sut.give(device(1), {}, 1000);
