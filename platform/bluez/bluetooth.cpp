@@ -96,7 +96,7 @@ void Bluetooth::processBus() {
 void Bluetooth::addTo(Watch& watch) {
   const Time now = Clock::now();
   std::optional<Time> due = busDue_;
-  for (const auto& other : {devices_.nextDue(), spp_.nextDue()}) {
+  for (const auto& other : {bluez_.nextDue(), handsFreeSource_->nextDue(), devices_.nextDue(), spp_.nextDue()}) {
     due = !due || (other && *other < *due) ? other : due;
   }
   auto wait = std::chrono::milliseconds(-1);
@@ -130,6 +130,8 @@ void Bluetooth::serve(const Watch& watch) {
   if (bus_ != nullptr) {
     processBus();
   }
+  bluez_.tick(now);
+  handsFreeSource_->tick(now);
   devices_.tick(now);
   handsFree_.tellNew();
   spp_.tick(now);

@@ -68,6 +68,7 @@ void BluezObjects::start(Bus& bus) {
 void BluezObjects::stop() {
   bus_ = nullptr;
   owner_.clear();
+  due_.reset();
   forgetAll();
   state_ = State::kUnknown;
 }
@@ -86,6 +87,8 @@ void BluezObjects::onOwner(const std::string& owner) {
     return;
   }
   owner_ = owner;
+  due_.reset();
+  pause_.reset();
   forgetAll();
   if (owner.empty()) {
     setState(State::kAbsent, "no Bluetooth: BlueZ does not run, there is no org.bluez on the bus");
@@ -101,12 +104,21 @@ void BluezObjects::readAll() {
   bus_->send(call, kAnswerLimit, [this, owner](const Reply& reply) { onAll(reply, owner); });
 }
 
+void BluezObjects::tick(Time now) {
+  if (due_ && *due_ <= now) {
+    due_.reset();
+    readAll();
+  }
+}
+
 void BluezObjects::onAll(const Reply& reply, const std::string& owner) {
   if (owner != owner_ || state_ != State::kReading) {
     return;  // another one runs by now
   }
   if (!reply.isOk()) {
+    forgetAll();  // what signals told meanwhile; they are not followed until the next try
     setState(State::kAbsent, "no Bluetooth: BlueZ does not tell its devices: " + reply.text());
+    due_ = Clock::now() + pause_.next();
     return;
   }
   sd_bus_message* const message = reply.message.get();

@@ -1,12 +1,15 @@
 // Follows BlueZ: whether it is there, its adapters and its devices.
 //
-// The signals are followed before the objects are asked for, so nothing is missed in between.
-// Threads: one at a time. The listener is called inside Bus::process() and may not destroy this object.
+// The signals are followed before the objects are asked for, so nothing is missed in between. A BlueZ that does not
+// tell them is asked again, with pauses up to a minute. Threads: one at a time. The listener is called inside
+// Bus::process() and may not destroy this object.
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 
+#include "platform/bluez/back_off.h"
 #include "platform/bluez/bus.h"
 #include "platform/bluez/device.h"
 
@@ -41,6 +44,9 @@ class BluezObjects {
   const std::map<std::string, Device>& devices() const { return devices_; }
   const Device* device(const std::string& path) const;
 
+  void tick(Time now);
+  std::optional<Time> nextDue() const { return due_; }
+
  private:
   enum class State { kUnknown, kReading, kReady, kAbsent };
 
@@ -62,6 +68,8 @@ class BluezObjects {
   State state_ = State::kUnknown;
   std::string owner_;
   std::string reason_;  // why it is absent, as logged last
+  BackOff pause_;
+  std::optional<Time> due_;  // when the objects are asked for again
   std::map<std::string, Adapter> adapters_;
   std::map<std::string, Device> devices_;
 };

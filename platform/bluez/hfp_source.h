@@ -2,8 +2,10 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 
+#include "platform/bluez/back_off.h"
 #include "platform/bluez/bus.h"
 
 namespace vqbluez {
@@ -21,6 +23,10 @@ class HfpSource {
 
   // The bus is gone: everything that was connected is reported as not connected.
   virtual void stop() = 0;
+
+  // What comes with time: a service that is there and does not tell its links is asked again.
+  virtual void tick(Time now) = 0;
+  virtual std::optional<Time> nextDue() const = 0;
 };
 
 }  // namespace vqbluez

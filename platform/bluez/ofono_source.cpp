@@ -40,6 +40,8 @@ void OfonoSource::start(Bus& bus, Report report) {
         const char* owner = nullptr;
         if (sd_bus_message_read(message, "sss", &name, &before, &owner) >= 0) {
           forgetAll();
+          due_.reset();
+          pause_.reset();
           if (*owner != '\0') {
             askForModems();
           }
@@ -58,7 +60,16 @@ void OfonoSource::start(Bus& bus, Report report) {
 
 void OfonoSource::stop() {
   bus_ = nullptr;
+  due_.reset();
+  pause_.reset();
   forgetAll();
+}
+
+void OfonoSource::tick(Time now) {
+  if (due_ && *due_ <= now) {
+    due_.reset();
+    askForModems();
+  }
 }
 
 void OfonoSource::askForModems() {
@@ -69,11 +80,16 @@ void OfonoSource::askForModems() {
 void OfonoSource::onModems(const Reply& reply) {
   if (!reply.isOk()) {
     // Nobody on the other side is no fault: hands-free links are simply not known then.
-    if (reply.errorName == SD_BUS_ERROR_ACCESS_DENIED) {
-      logLine("oFono does not tell its modems: %s", reply.text().c_str());
+    if (reply.errorName != SD_BUS_ERROR_NAME_HAS_NO_OWNER && reply.errorName != SD_BUS_ERROR_SERVICE_UNKNOWN) {
+      if (reply.text() != reason_) {
+        reason_ = reply.text();
+        logLine("oFono does not tell its modems: %s", reason_.c_str());
+      }
+      due_ = Clock::now() + pause_.next();
     }
     return;
   }
+  reason_.clear();
   sd_bus_message* const message = reply.message.get();
   if (sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "(oa{sv})") < 0) {
     return;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 
 #include "platform/bluez/hfp_source.h"
@@ -12,6 +13,8 @@ class OfonoSource final : public HfpSource {
  public:
   void start(Bus& bus, Report report) override;
   void stop() override;
+  void tick(Time now) override;
+  std::optional<Time> nextDue() const override { return due_; }
 
  private:
   struct Modem {
@@ -31,6 +34,9 @@ class OfonoSource final : public HfpSource {
   Bus* bus_ = nullptr;
   Report report_;
   std::map<std::string, Modem> modems_;
+  BackOff pause_;
+  std::optional<Time> due_;  // when the modems are asked for again
+  std::string reason_;       // why they were not told, as logged last
 };
 
 }  // namespace vqbluez

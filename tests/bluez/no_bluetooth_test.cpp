@@ -50,5 +50,29 @@ TEST_F(NoBluetoothTest, ABusThatComesLaterIsFound) {
   EXPECT_TRUE(sut.comesTo("devices", "[0 Phone 000f 1]"));
 }
 
+class SilentBluezTest : public SimulatedBluezTest {};
+
+TEST_F(SilentBluezTest, ABluetoothdThatDoesNotTellItsDevicesIsAskedAgain) {
+  addPhone();
+  order("fail GetManagedObjects org.freedesktop.DBus.Error.AccessDenied refused 2");
+  HeadUnit sut;
+  EXPECT_FALSE(sut.does("list"));
+  EXPECT_TRUE(sut.comesTo("devices", "[0 Phone 000f 1]"));
+  EXPECT_EQ(sut.countInLog("BlueZ does not tell its devices"), 1U) << sut.log();
+}
+
+TEST_F(SilentBluezTest, AnOfonoThatDoesNotTellItsModemsIsAskedAgain) {
+  addPhone("hands-free=yes");
+  order(std::string("hands-free ") + kPhone + " up");
+  order("fail GetModems org.freedesktop.DBus.Error.AccessDenied refused 2");
+  HeadUnit sut;
+  EXPECT_TRUE(sut.comesTo("devices", "[0 Phone 000f 1]"));
+  EXPECT_TRUE(sut.does("manager"));
+  EXPECT_TRUE(sut.expect("thawed"));
+  EXPECT_TRUE(sut.expect(std::string("paired 0=") + kPhone));
+  EXPECT_TRUE(sut.expect("hands-free 0 profile 1 state 3"));
+  EXPECT_EQ(sut.countInLog("oFono does not tell its modems"), 1U) << sut.log();
+}
+
 }  // namespace
 }  // namespace bluez_test
