@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <string.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/bluez/log.h"
@@ -19,6 +20,7 @@ constexpr const char* kName = "LinkApp SPP";
 
 // The caller waits, and so does every other operation. BlueZ answers in a few milliseconds.
 constexpr std::chrono::seconds kRegisterLimit{3};
+constexpr std::chrono::seconds kLongestLimit{60};
 
 }  // namespace
 
@@ -110,20 +112,31 @@ void Profiles::registerAgain() {
     uuids.push_back(uuid);
   }
   for (const std::string& uuid : uuids) {
-    Profile profile = makeObject(uuid);
-    const std::string path = profile.path;
-    profiles_[uuid] = std::move(profile);
-    bus_->send(registration(uuid, path), kRegisterLimit,
-               [this, uuid, path](const Reply& reply) { onRegisteredAgain(uuid, path, reply); });
+    registerAgain(uuid, kRegisterLimit);
   }
 }
 
-void Profiles::onRegisteredAgain(const std::string& uuid, const std::string& path, const Reply& reply) {
+void Profiles::registerAgain(const std::string& uuid, std::chrono::seconds limit) {
+  Profile profile = makeObject(uuid);
+  const std::string path = profile.path;
+  profiles_[uuid] = std::move(profile);
+  bus_->send(registration(uuid, path), limit,
+             [this, uuid, path, limit](const Reply& reply) { onRegisteredAgain(uuid, path, limit, reply); });
+}
+
+void Profiles::onRegisteredAgain(const std::string& uuid, const std::string& path, std::chrono::seconds limit,
+                                 const Reply& reply) {
   const auto found = profiles_.find(uuid);
-  if (!reply.isOk() && found != profiles_.end() && found->second.path == path && bluez_.isReady()) {
-    logLine("BlueZ refuses the service %s after its restart: %s", uuid.c_str(), reply.text().c_str());
-    profiles_.erase(found);
+  if (reply.isOk() || found == profiles_.end() || found->second.path != path || !bluez_.isReady()) {
+    return;
   }
+  bus_->sendOnly(withdrawal(found->second));  // as in add
+  if (reply.errorName == SD_BUS_ERROR_NO_REPLY) {
+    registerAgain(uuid, std::min(2 * limit, kLongestLimit));  // a busy BlueZ gets more time
+    return;
+  }
+  logLine("BlueZ refuses the service %s after its restart: %s", uuid.c_str(), reply.text().c_str());
+  profiles_.erase(found);
 }
 
 bool Profiles::onCall(const std::string& uuid, sd_bus_message* message) {

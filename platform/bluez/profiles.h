@@ -5,6 +5,7 @@
 // Threads: one at a time.
 #pragma once
 
+#include <chrono>
 #include <map>
 #include <string>
 #include <vector>
@@ -41,7 +42,8 @@ class Profiles {
   bool has(const std::string& uuid) const { return profiles_.count(uuid) != 0; }
   void removeAll();  // waits for nothing
 
-  // BlueZ is there again: everything in the table is registered anew. What BlueZ refuses then leaves the table.
+  // BlueZ is there again: everything in the table is registered anew. What BlueZ refuses then leaves the table; what it
+  // does not answer for is withdrawn and tried again.
   void registerAgain();
 
  private:
@@ -53,7 +55,9 @@ class Profiles {
   Profile makeObject(const std::string& uuid);
   Message withdrawal(const Profile& profile);
   Message registration(const std::string& uuid, const std::string& path);
-  void onRegisteredAgain(const std::string& uuid, const std::string& path, const Reply& reply);
+  void registerAgain(const std::string& uuid, std::chrono::seconds limit);
+  void onRegisteredAgain(const std::string& uuid, const std::string& path, std::chrono::seconds limit,
+                         const Reply& reply);
   bool onCall(const std::string& uuid, sd_bus_message* message);
   void onNewConnection(const std::string& uuid, sd_bus_message* message);
   void onRequestDisconnection(const std::string& uuid, sd_bus_message* message);

@@ -52,6 +52,32 @@ TEST_F(RestartTest, ServicesAreThereAgainAfterARestart) {
   EXPECT_TRUE(sut.expect(link(0, kUuid, true)));
 }
 
+TEST_F(RestartTest, AServiceThatBluetoothdRegistersTooLateAfterARestartIsRegisteredOnceMore) {
+  HeadUnit sut;
+  EXPECT_TRUE(sut.comesTo("devices", "none"));
+  EXPECT_TRUE(sut.does(kRegister));
+  order("lose RegisterProfile");
+  order("bluetoothd restart");
+  EXPECT_TRUE(simulationSays(std::string("profile ") + kUuid + " unregistered")) << "it would be held for nobody";
+  EXPECT_TRUE(simulationComesTo("profiles", kUuid));
+  EXPECT_TRUE(sut.does(std::string("registered ") + kUuid));
+
+  EXPECT_TRUE(sut.does(std::string("unregister ") + kUuid));
+  EXPECT_TRUE(simulationComesTo("profiles", "none"));
+  EXPECT_TRUE(sut.does(kRegister));
+}
+
+TEST_F(RestartTest, AServiceThatBluetoothdRefusesAfterARestartIsOfferedNoMore) {
+  HeadUnit sut;
+  EXPECT_TRUE(sut.comesTo("devices", "none"));
+  EXPECT_TRUE(sut.does(kRegister));
+  order("fail RegisterProfile org.bluez.Error.NotPermitted \"the reason\"");
+  order("bluetoothd restart");
+  EXPECT_TRUE(sut.waitForLog("after its restart: org.bluez.Error.NotPermitted: the reason"));
+  EXPECT_FALSE(sut.does(std::string("registered ") + kUuid));
+  EXPECT_TRUE(sut.does(kRegister));
+}
+
 TEST_F(RestartTest, BluetoothdThatEndsInGoodOrderTakesTheLinksAlong) {
   addPhone();
   const auto sut = linkedHeadUnit();

@@ -41,11 +41,15 @@ MessagePtr Call::newReply() const {
 
 // The connection may have gone while the call waited; then nobody waits for the reply either.
 void Call::send(const MessagePtr& reply) const {
-  sd_bus_send(nullptr, reply.get(), nullptr);
+  if (!isLost_) {
+    sd_bus_send(nullptr, reply.get(), nullptr);
+  }
 }
 
 void Call::fail(const DbusError& error) const {
-  sd_bus_reply_method_errorf(message_.get(), error.name.c_str(), "%s", error.text.c_str());
+  if (!isLost_) {
+    sd_bus_reply_method_errorf(message_.get(), error.name.c_str(), "%s", error.text.c_str());
+  }
 }
 
 }  // namespace bluez_sim

@@ -12,7 +12,7 @@ struct DbusError {
   std::string text;
 };
 
-// Copies answer the same call; it is answered once.
+// Copies answer the same call; it is answered once, or never where its answer is lost.
 class Call {
  public:
   explicit Call(MessagePtr message) : message_(std::move(message)) {}
@@ -29,9 +29,11 @@ class Call {
   void send(const MessagePtr& reply) const;
   void succeed() const { send(newReply()); }
   void fail(const DbusError& error) const;
+  void loseAnswer() { isLost_ = true; }  // also of later copies
 
  private:
   MessagePtr message_;
+  bool isLost_ = false;
 };
 
 }  // namespace bluez_sim

@@ -55,6 +55,8 @@ const std::vector<Commands::Entry>& Commands::entries() {
       {"pretend", 2, 3, &Commands::pretend, "pretend METHOD [COUNT]",
        "the next calls of a D-Bus method are answered as if they were done, and are not"},
       {"mute", 2, 3, &Commands::mute, "mute METHOD [COUNT]", "the next calls of a D-Bus method get no answer"},
+      {"lose", 2, 3, &Commands::lose, "lose METHOD [COUNT]",
+       "the next calls of a D-Bus method are done, and their answers are lost"},
       {"profiles", 1, 1, &Commands::profiles, "profiles", "the registered UUIDs"},
       {"state", 1, 1, &Commands::state, "state", "everything in numbers"},
       {"help", 1, 1, &Commands::help, "help", "this"},
@@ -266,6 +268,11 @@ std::string Commands::pretend(const Words& words) {
 
 std::string Commands::mute(const Words& words) {
   daemons_.faults().order(words[1], Faults::Kind::kMute, countIn(words, 2));
+  return kDone;
+}
+
+std::string Commands::lose(const Words& words) {
+  daemons_.faults().order(words[1], Faults::Kind::kLose, countIn(words, 2));
   return kDone;
 }
 

@@ -55,6 +55,7 @@ class Commands {
   std::string fail(const Words& words);
   std::string pretend(const Words& words);
   std::string mute(const Words& words);
+  std::string lose(const Words& words);
   std::string profiles(const Words& words);
   std::string state(const Words& words);
 

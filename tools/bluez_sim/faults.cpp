@@ -10,7 +10,7 @@ void Faults::order(const std::string& method, Kind kind, unsigned int count, con
   }
 }
 
-bool Faults::strike(const Call& call) {
+bool Faults::strike(Call& call) {
   const auto found = orders_.find(call.member());
   if (found == orders_.end()) {
     return false;
@@ -18,6 +18,10 @@ bool Faults::strike(const Call& call) {
   const Order order = found->second;
   if (--found->second.count == 0) {
     orders_.erase(found);
+  }
+  if (order.kind == Kind::kLose) {
+    call.loseAnswer();
+    return false;
   }
   if (order.kind == Kind::kFail) {
     call.fail(order.error);
