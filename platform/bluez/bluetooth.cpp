@@ -110,7 +110,7 @@ void Bluetooth::addTo(Watch& watch) {
     wait = wait.count() < 0 || (ofBus.count() >= 0 && ofBus < wait) ? ofBus : wait;
   }
   for (const auto& link : spp_.links().all()) {
-    watch.sockets.push_back({link->socket.get(), link->events(), 0});
+    watch.sockets.push_back(link->watched());
     watch.links.push_back(link->id);
   }
   watch.milliseconds =

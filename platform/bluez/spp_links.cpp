@@ -7,10 +7,9 @@
 
 namespace vqbluez {
 
-short SppLink::events() const {
-  const int reading = isTold ? POLLIN : 0;
+pollfd SppLink::watched() const {
   const int writing = queue.isEmpty() ? 0 : POLLOUT;
-  return static_cast<short>(reading | writing);
+  return {isTold ? socket.get() : -1, static_cast<short>(POLLIN | writing), 0};
 }
 
 SppLink& SppLinks::open(const LinkKey& key, const std::string& device, platform::Descriptor socket) {

@@ -23,10 +23,11 @@ struct SppLink {
   LinkKey key;
   std::string device;  // D-Bus path
   platform::Descriptor socket;
-  bool isTold = false;  // observers know that it is up. Nothing is read from it before
+  bool isTold = false;  // observers know that it is up
   SendQueue queue{kQueueLimit};
 
-  short events() const;
+  // What poll is to look at: nothing before observers know the link, since poll tells of an end unasked.
+  pollfd watched() const;
 };
 
 class SppLinks {

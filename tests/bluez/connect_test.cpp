@@ -270,6 +270,20 @@ INSTANTIATE_TEST_SUITE_P(Settings, EarlyPhoneTest,
                          testing::Values("modalias=bluetooth:v000Fp1200d1436", "modalias=bluetooth:v004Cp7203d0102",
                                          "resolved=yes", "alias=NothingIsKnown"));
 
+TEST_F(ConnectTest, WhatAPhoneSaidThatHasHungUpSinceComesBetweenTheNewsOfItsLink) {
+  addPhone("resolved=no modalias=none");
+  HeadUnit sut;
+  EXPECT_TRUE(sut.comesTo("devices", "none"));
+  EXPECT_TRUE(sut.does(std::string("wait ") + kUuid));
+  order(std::string("connect ") + kPhone + " " + kUuid);
+  order(std::string("say ") + kPhone + " " + kUuid + " hello");
+  EXPECT_EQ(simulation().ask(std::string("drop ") + kPhone), "1");
+  EXPECT_TRUE(sut.expect(link(0, kUuid, true)));
+  EXPECT_TRUE(sut.expect(link(0, kUuid, false)));
+  EXPECT_EQ(sut.ask(std::string("text 0 ") + kUuid), "hello");
+  EXPECT_EQ(sut.ask("problems"), "none");
+}
+
 class FailedConnectTest : public ConnectTest, public testing::WithParamInterface<const char*> {};
 
 TEST_P(FailedConnectTest, IsToldAsALinkThatIsDownWithALineInTheLog) {

@@ -133,6 +133,10 @@ void Notices::take(const VQSBtAppsNtf::SppConnectionState& record) {
   if (record.state == 1) {
     const std::lock_guard<std::mutex> lock(mutex_);
     streams_[link] = Stream();
+    if (std::none_of(devices_.begin(), devices_.end(),
+                     [&](const Device& d) { return d.deviceId == record.deviceId; })) {
+      problems_ += "a link of a device that is not listed; ";
+    }
   }
   test_support::say("link " + link + (record.state == 1 ? " up" : " down"));
 }

@@ -58,14 +58,15 @@ TEST_F(SppLinksTest, ForgetsAClosedLinkAndGivesItsIdToNobody) {
   EXPECT_NE(sut.open(kKey, "/device", std::move(far_)).id, id);
 }
 
-TEST_F(SppLinksTest, WatchesForReadingOnceObserversKnowTheLinkAndForWritingWhileSomethingWaits) {
+TEST_F(SppLinksTest, WatchesALinkOnceObserversKnowItAndForWritingWhileSomethingWaits) {
   SppLink& link = sut.open(kKey, "/device", std::move(near_));
-  EXPECT_EQ(link.events(), 0);
+  EXPECT_EQ(link.watched().fd, -1) << "its end would be told before its beginning";
   link.isTold = true;
-  EXPECT_EQ(link.events(), POLLIN);
+  EXPECT_EQ(link.watched().fd, link.socket.get());
+  EXPECT_EQ(link.watched().events, POLLIN);
   const unsigned char byte = 1;
   ASSERT_TRUE(link.queue.push(&byte, 1));
-  EXPECT_EQ(link.events(), POLLIN | POLLOUT);
+  EXPECT_EQ(link.watched().events, POLLIN | POLLOUT);
 }
 
 }  // namespace
