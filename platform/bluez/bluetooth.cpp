@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/bluez/log.h"
+#include "platform/bluez/until_there_is_memory.h"
 
 namespace vqbluez {
 namespace {
@@ -22,7 +23,7 @@ constexpr int kBusTurn = 64;
 Bluetooth::Bluetooth(std::unique_ptr<HfpSource> handsFreeSource) : handsFreeSource_(std::move(handsFreeSource)) {}
 
 Bluetooth::~Bluetooth() {
-  stop();
+  untilThereIsMemory([this] { stop(); });
 }
 
 void Bluetooth::start() {

@@ -10,8 +10,10 @@
 #include <system_error>
 #include <utility>
 
+#include "VQFramework/Observer/VQObserver.h"
 #include "platform/bluez/log.h"
 #include "platform/bluez/ofono_source.h"
+#include "platform/bluez/until_there_is_memory.h"
 #include "platform/signals_blocked.h"
 
 namespace vqbluez {
@@ -58,6 +60,19 @@ void callObservers(VQSubject& subject, Notice& notice) {
       notice);
 }
 
+struct Nobody {
+  unsigned int hear(unsigned int /*id*/, void* /*record*/, unsigned int /*size*/) { return 0; }
+};
+
+// The framework may need memory for the first call of observers on a thread. Here nobody misses it.
+void callNobody() {
+  VQSubject subject;
+  Nobody nobody;
+  VQObserver<Nobody> observer(&nobody, &Nobody::hear);
+  subject.AddObserver(&observer);
+  subject.NotifyObserver(0, nullptr, 0, 0);
+}
+
 }  // namespace
 
 IoThread& IoThread::instance() {
@@ -98,7 +113,8 @@ void IoThread::detachApps() {
   }
   const MutexLock lock(mutex_);
   if (bluetooth_) {
-    bluetooth_->spp().endAll();
+    SppService& spp = bluetooth_->spp();
+    untilThereIsMemory([&spp] { spp.endAll(); });
   }
   detach(apps_);
 }
@@ -179,20 +195,12 @@ bool IoThread::run(const std::function<bool(Bluetooth& bluetooth)>& operation) {
 }
 
 void IoThread::loop() {
+  untilThereIsMemory(callNobody);
   Bluetooth::Watch watch;
-  for (;;) {
-    watch.sockets.assign(1, {waker_.fd(), POLLIN, 0});
-    watch.links.assign(1, 0);
-    {
-      const MutexLock lock(mutex_);
-      if (isEnding_) {
-        return;
-      }
-      bluetooth_->addTo(watch);
-    }
+  while (untilThereIsMemory([&] { return prepare(watch); })) {
     poll(watch.sockets.data(), watch.sockets.size(), watch.milliseconds);
     waker_.clear();
-    std::deque<Notice> notices;
+    std::list<Notice> notices;
     {
       const MutexLock lock(mutex_);
       if (isEnding_) {
@@ -206,7 +214,18 @@ void IoThread::loop() {
   }
 }
 
-std::deque<Notice> IoThread::serve(const Bluetooth::Watch& watch) {
+// False where the thread has to end.
+bool IoThread::prepare(Bluetooth::Watch& watch) {
+  watch.sockets.assign(1, {waker_.fd(), POLLIN, 0});
+  watch.links.assign(1, 0);
+  const MutexLock lock(mutex_);
+  if (!isEnding_) {
+    bluetooth_->addTo(watch);
+  }
+  return !isEnding_;
+}
+
+std::list<Notice> IoThread::serve(const Bluetooth::Watch& watch) {
   try {
     bluetooth_->serve(watch);
   } catch (const std::bad_alloc&) {

@@ -10,8 +10,8 @@
 #include <sys/types.h>
 
 #include <atomic>
-#include <deque>
 #include <functional>
+#include <list>
 #include <memory>
 #include <optional>
 #include <thread>
@@ -52,7 +52,8 @@ class IoThread {
   void startThread() VQ_REQUIRES(mutex_);
   void stopIfUnused() VQ_REQUIRES(mutex_);
   void loop();
-  std::deque<Notice> serve(const Bluetooth::Watch& watch) VQ_REQUIRES(mutex_);
+  bool prepare(Bluetooth::Watch& watch);
+  std::list<Notice> serve(const Bluetooth::Watch& watch) VQ_REQUIRES(mutex_);
   void tell(Notice& notice);
   bool isOwnThread() const VQ_REQUIRES(mutex_) { return thread_.get_id() == std::this_thread::get_id(); }
 

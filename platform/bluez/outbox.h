@@ -4,7 +4,7 @@
 // calls the observers with no lock held. So all notices leave in the order of the events, from one thread.
 #pragma once
 
-#include <deque>
+#include <list>
 #include <utility>
 #include <variant>
 
@@ -24,10 +24,10 @@ class Outbox {
     notices_.emplace_back(std::move(record));
   }
   bool isEmpty() const { return notices_.empty(); }
-  std::deque<Notice> takeAll() { return std::exchange(notices_, {}); }
+  std::list<Notice> takeAll() noexcept { return std::exchange(notices_, {}); }
 
  private:
-  std::deque<Notice> notices_;
+  std::list<Notice> notices_;  // moving it takes no memory
 };
 
 }  // namespace vqbluez
