@@ -42,21 +42,34 @@ void makeFolders(const std::string& path) {
   mkdir(path.c_str(), kFolderMode);
 }
 
+// File systems that lie behind a network or another process answer with EINTR while signals come.
+int openIn(int folder, const char* name, int flags, mode_t mode = 0) {
+  return uninterrupted([&] { return openat(folder, name, flags | O_CLOEXEC, mode); });
+}
+
 // All of these: 0, or the error number.
 
 int lockFolder(const std::string& path, Descriptor& folder) {
   makeFolders(path);
-  folder = Descriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  folder = Descriptor(openIn(AT_FDCWD, path.c_str(), O_RDONLY | O_DIRECTORY));
   if (!folder.isOpen()) {
     return errno;
   }
   return uninterrupted([&folder] { return flock(folder.get(), LOCK_EX); }) == 0 ? 0 : errno;
 }
 
+// A pipe or a device of this name must not make the caller wait.
 int readFile(int folder, std::string& text) {
-  const Descriptor file(openat(folder, kFile, O_RDONLY | O_CLOEXEC));
+  const Descriptor file(openIn(folder, kFile, O_RDONLY | O_NONBLOCK));
   if (!file.isOpen()) {
     return errno == ENOENT ? 0 : errno;
+  }
+  struct stat status = {};
+  if (fstat(file.get(), &status) != 0) {
+    return errno;
+  }
+  if (!S_ISREG(status.st_mode)) {
+    return EINVAL;
   }
   char buffer[4096];
   while (text.size() < kLongestFile) {
@@ -75,12 +88,13 @@ int readFile(int folder, std::string& text) {
 
 // Readers see the old table or the new one, also after a loss of power.
 int replaceFile(int folder, const std::string& text) {
-  const Descriptor aside(openat(folder, kAside, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, kFileMode));
+  unlinkat(folder, kAside, 0);  // what a loss of power left behind
+  const Descriptor aside(openIn(folder, kAside, O_WRONLY | O_CREAT | O_EXCL, kFileMode));
   if (!aside.isOpen()) {
     return errno;
   }
   int error = writeAll(aside.get(), text);
-  if (error == 0 && fsync(aside.get()) != 0) {
+  if (error == 0 && uninterrupted([&aside] { return fsync(aside.get()); }) != 0) {
     error = errno;
   }
   if (error != 0) {

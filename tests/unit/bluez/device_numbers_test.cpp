@@ -190,6 +190,23 @@ TEST_F(DeviceNumbersTest, HoldForThisProcessWhereThereCanBeNoFileAndSaySoOnce) {
   unlink(noFolder.c_str());
 }
 
+// Opened for reading, it would make the caller wait for a writer.
+TEST_F(DeviceNumbersTest, HoldForThisProcessWhereAPipeStandsInPlaceOfTheFile) {
+  ASSERT_EQ(mkfifo(file().c_str(), 0644), 0);
+  DeviceNumbers sut(folder_);
+  EXPECT_EQ(sut.numberOf(device(1)), 0);
+  EXPECT_EQ(sut.numberOf(device(2)), 1);
+  EXPECT_EQ(lines_, 1);
+}
+
+TEST_F(DeviceNumbersTest, AreWrittenThoughAPipeStandsWhereTheNewFileIsMade) {
+  ASSERT_EQ(mkfifo((folder_ + "/bt-devices.new").c_str(), 0644), 0);
+  DeviceNumbers sut(folder_);
+  EXPECT_EQ(sut.numberOf(device(1)), 0);
+  EXPECT_EQ(NumberTable::parse(text()).find(device(1)), 0);
+  EXPECT_EQ(lines_, 0);
+}
+
 TEST_F(DeviceNumbersTest, KeepWhatTheFileHasWhereItCannotBeReplaced) {
   std::ofstream(file()) << device(7).first << ' ' << device(7).second << " 0 1\n";
   const std::string aside = folder_ + "/bt-devices.new";
