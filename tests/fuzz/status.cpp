@@ -25,7 +25,7 @@ void consult(const inspect::Snapshot& snapshot, const inspect::Place& place, Inp
   static constexpr std::array kWalks = {&why::walkLaunch, &why::walkSend, &why::walkReceive, &why::walkSpp};
   doctor::Examination all;
   all.snapshot = snapshot;
-  all.history = doctor::readHistory(place);
+  all.history = doctor::readHistory(place, snapshot);
   const doctor::Findings findings = findingsOf(all);
   fuzz::require(!reportText(findings, all, true).empty(), "the doctor has an answer");
   requireJson(reportFields(findings, all));

@@ -522,4 +522,15 @@ TEST_F(Healthy, channel_under_traffic_has_no_fault_for_doctor) {
   traffic.signal(SIGKILL);
 }
 
+TEST_F(Healthy, channel_under_traffic_has_nothing_in_the_way_for_why) {
+  phone({"plug usb", "events off"});
+  ToolProcess& traffic = app("navi", {"--launch", "--quiet", "--do", "burst 1000000 size 100"});
+  ASSERT_TRUE(waitUntil([] { return inspect::takeSnapshot().state.ringMessages[1] > 500; }));
+  for (int i = 0; i < 10; ++i) {
+    const Ran ran = linkapp("why message navi");
+    EXPECT_EQ(ran.code, 0) << textOf(ran);
+  }
+  traffic.signal(SIGKILL);
+}
+
 }  // namespace

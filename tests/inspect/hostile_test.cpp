@@ -74,7 +74,7 @@ void consult() {
   const doctor::Places places;
   doctor::Examination all;
   all.snapshot = inspect::takeSnapshot();
-  all.history = doctor::readHistory(places.channel);
+  all.history = doctor::readHistory(places.channel, all.snapshot);
   all.system.processes = doctor::readProcesses(all.snapshot, places.channel.proc);
   const doctor::Findings findings = findingsOf(all);
   ASSERT_FALSE(reportText(findings, all, true).empty());

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <functional>
+
 #include "doctor/examination.h"
 #include "tests/inspect/hand_made.h"
 #include "tests/inspect/inspect_fixture.h"
@@ -57,10 +59,12 @@ class Walks : public InspectTest {
   void read(std::uint64_t behind = 0) {
     log_->listReceiver(0, static_cast<std::uint32_t>(getpid()), log_->object().head.load() - behind, {2, 3, 4, 5});
   }
-  doctor::Examination examine() const {
+  // With `meanwhile` between its first look at the channel and its last.
+  doctor::Examination examine(const std::function<void()>& meanwhile = [] {}) const {
     doctor::Examination all;
     all.snapshot = inspect::takeSnapshot();
-    all.history = doctor::readHistory({});
+    meanwhile();
+    all.history = doctor::readHistory({}, all.snapshot);
     doctor::ChannelProcess process;
     process.process = inspect::readProcess(inspect::kProc, static_cast<std::uint32_t>(getpid()));
     process.isSeen = true;
@@ -72,9 +76,22 @@ class Walks : public InspectTest {
   }
   // "condition: evidence" of the first that fails; empty where none does.
   std::string failed(why::Walk (*walk)(const doctor::Examination&, const why::Question&)) const {
-    const why::Walk walked = walk(examine(), {"navi", 1, ""});
+    return failed(walk, examine());
+  }
+  static std::string failed(why::Walk (*walk)(const doctor::Examination&, const why::Question&),
+                            const doctor::Examination& all) {
+    const why::Walk walked = walk(all, {"navi", 1, ""});
     const why::Condition* const failure = walked.failed();
     return failure == nullptr ? "" : failure->what + ": " + failure->evidence;
+  }
+
+  // A message to the phone and one from it; the first has its result.
+  void exchange() {
+    hand_made::writeSlot(inspect::kFromHUSegment, 0, "hello");
+    log_->announce(inspect::kIdFromHU, 1, 0);
+    result(1);
+    hand_made::writeSlot(inspect::kFromDeviceSegment, 0, "hello");
+    log_->announce(inspect::kIdFromDevice, 1, 0);
   }
 
   std::unique_ptr<hand_made::Log> log_;
@@ -82,15 +99,45 @@ class Walks : public InspectTest {
 
 TEST_F(Walks, find_nothing_where_everything_holds) {
   openSession();
-  hand_made::writeSlot(inspect::kFromHUSegment, 0, "hello");
-  log_->announce(inspect::kIdFromHU, 1, 0);
-  result(1);
-  hand_made::writeSlot(inspect::kFromDeviceSegment, 0, "hello");
-  log_->announce(inspect::kIdFromDevice, 1, 0);
+  exchange();
   read();
   EXPECT_EQ(failed(&why::walkLaunch), "");
   EXPECT_EQ(failed(&why::walkSend), "");
   EXPECT_EQ(failed(&why::walkReceive), "");
+}
+
+TEST_F(Walks, do_not_judge_what_comes_while_they_look) {
+  openSession();
+  exchange();
+  read();
+  const doctor::Examination all = examine([this] {
+    exchange();
+    read();
+    exchange();  // nobody has read this one
+  });
+  EXPECT_EQ(failed(&why::walkSend, all), "");
+  EXPECT_EQ(failed(&why::walkReceive, all), "");
+}
+
+TEST_F(Walks, take_what_has_arrived_while_they_looked_for_read) {
+  openSession();
+  exchange();
+  read();
+  hand_made::writeSlot(inspect::kFromHUSegment, 1, "hello");
+  log_->announce(inspect::kIdFromHU, 1, 1);
+  const doctor::Examination all = examine([this] {
+    result(1);
+    read();
+  });
+  EXPECT_EQ(failed(&why::walkSend, all), "");
+}
+
+TEST_F(Walks, tell_what_is_still_unread_at_their_last_look) {
+  openSession();
+  exchange();
+  read(1);
+  const doctor::Examination all = examine([this] { exchange(); });
+  EXPECT_THAT(failed(&why::walkReceive, all), HasSubstr("has not read it yet"));
 }
 
 TEST_F(Walks, take_no_connect_status_but_1_for_connected) {

@@ -24,8 +24,8 @@ inline bool isHolderDead(const inspect::Lock& lock, const inspect::Process& hold
 inline Examination examine(const Places& places) {
   Examination all;
   all.snapshot = inspect::takeSnapshot(places.channel);
-  all.history = readHistory(places.channel);
   all.system = readSystem(all.snapshot, places);
+  all.history = readHistory(places.channel, all.snapshot);  // last: what was under way has had this time to arrive
   return all;
 }
 

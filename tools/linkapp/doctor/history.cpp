@@ -74,22 +74,37 @@ void add(const Message& message, History& history) {
   }
 }
 
-}  // namespace
+bool isResult(const Message& message) {
+  const auto status = message.isForNobody ? std::nullopt : connectStatusOf(message);
+  return status && status->notifyType == iosapp_def_::NOTIFYID_SENDRESULT;
+}
 
-History readHistory(const inspect::Place& place) {
-  History history;
+void addWhatCameSince(const inspect::Place& place, const inspect::Snapshot& snapshot, History& history) {
   const inspect::LogReader log(place.folder);
   if (!log.isUsable()) {
-    return history;
+    return;
   }
-  const std::uint64_t head = log.head();
-  const std::uint64_t oldest = inspect::LogReader::oldest(head);
+  for (const inspect::Receiver& receiver : inspect::readLog(log).receivers) {
+    history.positions[receiver.pid] = receiver.position;
+  }
   std::vector<Message> messages;
-  const auto range = log.read(oldest, head, vqframework::kSlotCount, messages);
-  history.isComplete = oldest == 0 && range.overwritten == 0 && range.damaged == 0;
+  log.read(snapshot.log.head, log.head(), vqframework::kSlotCount, messages);
   for (const Message& message : messages) {
+    if (isResult(message)) {
+      add(message, history);
+    }
+  }
+}
+
+}  // namespace
+
+History readHistory(const inspect::Place& place, const inspect::Snapshot& snapshot) {
+  History history;
+  history.isComplete = snapshot.log.problem.empty() && snapshot.backlogBegin == 0 && snapshot.backlogDamaged == 0;
+  for (const Message& message : snapshot.messages) {
     add(message, history);
   }
+  addWhatCameSince(place, snapshot, history);
   for (DeviceSide& side : history.deviceSides) {
     side.process = inspect::readProcess(place.proc, side.process.pid);
     side.isGone = hasEndedSince(side.process, side.last.time);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -47,8 +48,11 @@ struct History {
   std::vector<RingMessage> fromHU;
   std::vector<SendResult> results;
   std::vector<inspect::ChannelState::Link> links;
+  std::map<std::uint32_t, std::uint64_t> positions;  // of receivers by their pid, as they are behind everything above
 };
 
-History readHistory(const inspect::Place& place);
+// What the messages of the snapshot say. Results and positions are those of now: what was under way when the snapshot
+// was taken must not look like something that nobody takes.
+History readHistory(const inspect::Place& place, const inspect::Snapshot& snapshot);
 
 }  // namespace doctor

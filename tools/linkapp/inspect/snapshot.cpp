@@ -17,25 +17,21 @@ std::uint64_t nanosecondsOf(clockid_t clock) {
   return static_cast<std::uint64_t>(now.tv_sec) * 1'000'000'000 + static_cast<std::uint64_t>(now.tv_nsec);
 }
 
-std::vector<Message> readBacklog(const LogReader& reader, Snapshot& snapshot) {
-  std::vector<Message> messages;
+void readBacklog(const LogReader& reader, Snapshot& snapshot) {
   if (reader.isUsable()) {
     const std::uint64_t head = snapshot.log.head;
     const std::uint64_t oldest = LogReader::oldest(head);
-    const LogReader::Range range = reader.read(oldest, head, vqframework::kSlotCount, messages);
+    const LogReader::Range range = reader.read(oldest, head, vqframework::kSlotCount, snapshot.messages);
     snapshot.backlogBegin = oldest + range.overwritten;
     snapshot.backlogDamaged = range.damaged;
   }
-  return messages;
 }
 
 bool listens(const Receiver& receiver, std::uint32_t id) {
   return std::find(receiver.identifiers.begin(), receiver.identifiers.end(), id) != receiver.identifiers.end();
 }
 
-// `messages` are the log's last ones.
-ReceiverView viewOf(const Receiver& listed, const std::string& proc, const std::vector<Message>& messages,
-                    const Snapshot& snapshot) {
+ReceiverView viewOf(const Receiver& listed, const std::string& proc, const Snapshot& snapshot) {
   ReceiverView view;
   view.listed = listed;
   view.process = readProcess(proc, listed.pid);
@@ -49,7 +45,7 @@ ReceiverView viewOf(const Receiver& listed, const std::string& proc, const std::
   view.overwritten = snapshot.backlogBegin - std::min(listed.position, snapshot.backlogBegin);
   std::uint64_t waiting = 0;
   std::array<std::uint64_t, 2> inRings = {};
-  for (const Message& message : messages) {
+  for (const Message& message : snapshot.messages) {
     if (message.sequence >= listed.position && message.sequence < head && !message.isForNobody &&
         listens(listed, message.id)) {
       ++waiting;
@@ -142,8 +138,8 @@ Snapshot takeSnapshot(const Place& place) {
 
   const LogReader reader(place.folder);
   snapshot.log = readLog(reader);
-  const std::vector<Message> messages = readBacklog(reader, snapshot);
-  for (const Message& message : messages) {
+  readBacklog(reader, snapshot);
+  for (const Message& message : snapshot.messages) {
     snapshot.state.add(message);
     snapshot.losses.add(message);
   }
@@ -163,7 +159,7 @@ Snapshot takeSnapshot(const Place& place) {
   }
 
   for (const Receiver& listed : snapshot.log.receivers) {
-    snapshot.receivers.push_back(viewOf(listed, place.proc, messages, snapshot));
+    snapshot.receivers.push_back(viewOf(listed, place.proc, snapshot));
   }
   for (const RegisteredApp& entry : snapshot.table.apps) {
     snapshot.apps.push_back(viewOf(entry, place.proc, snapshot.state));

@@ -63,6 +63,7 @@ struct Snapshot {
   std::array<Process, 4> holders;  // of the locks; pid 0 where nobody holds it
   Log log;
 
+  std::vector<Message> messages;            // of the log, those that could be read
   std::uint64_t backlogBegin = 0;           // oldest message that was still there
   std::uint64_t backlogDamaged = 0;         // places that hold something else than they should
   ChannelState state;                       // what the messages still in the log have said

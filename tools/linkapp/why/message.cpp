@@ -54,6 +54,7 @@ Condition hasResult(const Target& target, const doctor::RingMessage& sent) {
   const auto& traffic = target.app()->traffic;
   const std::uint64_t open = traffic ? traffic->open : 0;
   if (found == results.rend() || (found->said.sequence < sent.said.sequence && open != 0)) {
+    condition.isUnderWay = true;
     condition.evidence = doctor::number(std::max<std::uint64_t>(open, 1), "message is", "messages are") +
                          " without a send result" + (found == results.rend() ? "" : "; the last came before this one");
   } else if (found->result != iosapp_def_::SENDRESULT_SUCCESS) {
@@ -110,9 +111,9 @@ Walk walkSend(const doctor::Examination& all, const Question& question) {
       !walk.add(hasResult(target, *sent))) {
     return walk;
   }
-  const auto& lastResult = target.app()->traffic->lastResult;
-  if (lastResult) {
-    walk.add(target.hasRead(*lastResult, "the application has read the result", kNoResult));
+  const auto& traffic = target.app()->traffic;
+  if (traffic && traffic->lastResult) {
+    walk.add(target.hasRead(*traffic->lastResult, "the application has read the result", kNoResult));
   }
   walk.add({"it has set a status listener and a message listener", Verdict::kUnseen, "", "", ""});
   walk.end("nothing that can be seen stands in the way");

@@ -293,11 +293,14 @@ Condition Target::read(const std::string& who, const ReceiverView* receiver, con
     return {what, Verdict::kUnseen, who + " is not in the table of receivers", "", ""};
   }
   condition.evidence = who + " " + std::to_string(receiver->listed.pid);
-  if (receiver->listed.position > said.sequence) {
+  const auto later = all_.history.positions.find(receiver->listed.pid);
+  const bool hasMoved = later != all_.history.positions.end() && later->second > said.sequence;
+  if (hasMoved || receiver->listed.position > said.sequence) {
     condition.evidence += " has read it";
     return condition;
   }
   condition.verdict = Verdict::kFails;
+  condition.isUnderWay = !receiver->process.isStopped();
   condition.evidence += " has not read it yet (" + this->said(said) + "): it is " +
                         doctor::number(receiver->behind.value_or(0), "message", "messages") + " behind" +
                         (receiver->process.isStopped() ? ", and stopped" : "");

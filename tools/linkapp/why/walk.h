@@ -21,6 +21,7 @@ struct Condition {
   std::string evidence;
   std::string effect;  // of its not holding: what the call returns, what does not come
   std::string remedy;
+  bool isUnderWay = false;  // fails, and may hold in a moment: a message that has not been read or answered yet
 };
 
 // Conditions in the order in which the library comes to them. Ends with the first that fails.

@@ -2,7 +2,9 @@
 
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
+#include <thread>
 
 #include "cli/subcommand.h"
 #include "text/terminal.h"
@@ -11,6 +13,9 @@
 
 namespace why {
 namespace {
+
+constexpr std::chrono::seconds kPatience{1};
+constexpr std::chrono::milliseconds kBetweenLooks{20};
 
 struct Options {
   std::string what;
@@ -79,8 +84,22 @@ std::string mistakeIn(Options& options, const doctor::Examination& all) {
   return "";
 }
 
+// On a busy machine what is under way looks for a moment like what nobody takes.
+Walk walkPatiently(Way way, const Question& question, doctor::Examination& all) {
+  const auto deadline = std::chrono::steady_clock::now() + kPatience;
+  for (;;) {
+    Walk walk = way(all, question);
+    const Condition* const failure = walk.failed();
+    if (failure == nullptr || !failure->isUnderWay || std::chrono::steady_clock::now() >= deadline) {
+      return walk;
+    }
+    std::this_thread::sleep_for(kBetweenLooks);
+    all = doctor::examine({});
+  }
+}
+
 int answer(Options& options) {
-  const doctor::Examination all = doctor::examine({});
+  doctor::Examination all = doctor::examine({});
   const std::string mistake = mistakeIn(options, all);
   if (!mistake.empty()) {
     return cli::tellMistake(manual(), mistake);
@@ -88,7 +107,7 @@ int answer(Options& options) {
   int code = 0;
   for (const Named& named : questions()) {
     for (const Way way : options.what == named.name ? named.ways : std::vector<Way>()) {
-      const Walk walk = way(all, options.question);
+      const Walk walk = walkPatiently(way, options.question, all);
       const std::string text =
           options.isJson ? text::toJson(reportFields(walk)) + "\n" : reportText(walk, text::isColoured(STDOUT_FILENO));
       fputs(text.c_str(), stdout);
@@ -115,8 +134,9 @@ const cli::Manual& manual() {
           {"linkapp why launch navi --json", "for programs"},
       },
       {{0, "nothing that can be seen stands in the way"}, {1, "a condition fails"}, {2, "wrong usage"}},
-      "It only looks, as `linkapp status` does. What lies inside a process (listeners, the device that a client has\n"
-      "chosen) is said to be unseen where no message shows it. `linkapp doctor` looks at everything else.",
+      "It only looks, as `linkapp status` does; a second longer where a message is under way. What lies inside a\n"
+      "process (listeners, the device that a client has chosen) is said to be unseen where no message shows it.\n"
+      "`linkapp doctor` looks at everything else.",
       nullptr,
       nullptr,
       &describe,
