@@ -54,6 +54,13 @@ TEST_F(ControlSocket, tells_what_is_wrong_with_a_command_and_goes_on) {
   EXPECT_THAT(sut.ask(R"({"command":"plug usb"})"), HasSubstr(R"("ok":true)"));
 }
 
+TEST_F(ControlSocket, survives_a_folder_where_a_file_is_meant) {
+  ControlClient sut(path_);
+  EXPECT_EQ(sut.ask(R"({"id":1,"command":"app-script x /"})"),
+            R"({"id":1,"reply":"app-script","ok":false,"error":"/: Is a directory"})");
+  expectPhoneGoesOn();
+}
+
 TEST_F(ControlSocket, tells_events_to_those_who_want_them) {
   ControlClient watcher(path_);
   ControlClient other(path_);

@@ -41,6 +41,12 @@ TEST_F(ScenarioRun, ends_with_2_for_a_file_with_a_mistake) {
   EXPECT_EQ(ran_.code, 2);
 }
 
+TEST_F(ScenarioRun, ends_with_2_for_a_folder_in_place_of_a_file) {
+  const Ran ran = runProgram(loop_, signals_, {"sh", "-c", LINKAPP_TOOL " scenario --shared / 2>&1"});
+  EXPECT_EQ(ran.code, 2);
+  EXPECT_THAT(ran.lines, testing::ElementsAre("/: cannot be read"));
+}
+
 TEST_F(ScenarioRun, names_the_place_of_an_expectation_that_does_not_come_true) {
   EXPECT_THAT(
       run("process phone = phone\nstart phone\nphone: plug usb\nexpect phone connected link=bluetooth within 50ms\n"),

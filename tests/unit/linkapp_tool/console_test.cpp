@@ -63,6 +63,7 @@ TEST_F(Console, refuses_what_cannot_be_done_with_the_reason) {
   EXPECT_EQ(sut_.obey("launches accept after 1s").error, "'after' belongs to slow");
   EXPECT_EQ(sut_.obey("results none after 1s").error, "'after' belongs to late");
   EXPECT_EQ(sut_.obey("app-script x /there/is/no/file").error, "/there/is/no/file: No such file or directory");
+  EXPECT_EQ(sut_.obey("app-script x /").error, "/: Is a directory");
   EXPECT_EQ(sut_.obey("help teleport").error, "unknown command 'teleport'");
 }
 

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -146,11 +147,20 @@ class Connection {
   }
 
   command::Reply obey(const Request& request) {
-    command::Reply reply = server_.obey_(request.words, request.end);
+    command::Reply reply = obeyed(request);
     if (reply.isOk && request.words[0].text == "events" && request.words.size() > 1) {
       showEvents(request.words[1].text == "on");
     }
     return reply;
+  }
+
+  // What a command fails on concerns its client alone, not the process.
+  command::Reply obeyed(const Request& request) const {
+    try {
+      return server_.obey_(request.words, request.end);
+    } catch (const std::exception& error) {
+      return command::Reply::refused(error.what());
+    }
   }
 
   void showEvents(bool areShown) {

@@ -2,13 +2,12 @@
 
 #include <errno.h>
 
-#include <fstream>
-#include <iterator>
 #include <system_error>
 #include <utility>
 
 #include "phone/commands.h"
 #include "phone/script_app.h"
+#include "text/file.h"
 
 namespace phone {
 namespace {
@@ -192,9 +191,8 @@ void Console::addAppHandlers() {
 
 Reply Console::installScript(const Call& call) {
   const std::string name = call.text("file");
-  std::ifstream file(name, std::ios::binary);
-  std::string script((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  if (!file.is_open() || file.bad()) {
+  std::string script;
+  if (!text::readFile(name, script)) {
     return Reply::refused(name + ": " + std::generic_category().message(errno));
   }
   std::vector<ScriptLine> lines;

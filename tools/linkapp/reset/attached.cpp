@@ -13,11 +13,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <set>
 #include <utility>
 
 #include "platform/reference/message_log_layout.h"
+#include "text/file.h"
 
 namespace reset {
 namespace {
@@ -60,9 +60,11 @@ bool hasMapped(const std::string& pid, const std::set<FileId>& ids) {
   return false;
 }
 
+// Empty, or less than all of it, where the process ends meanwhile.
 std::string contentOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  std::string content;
+  text::readFile(path, content);
+  return content;
 }
 
 AttachedProcess describe(const std::string& pid) {

@@ -4,9 +4,9 @@
 #include <stdlib.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <system_error>
+
+#include "text/file.h"
 
 namespace scenario {
 
@@ -24,9 +24,8 @@ TemporaryFolder::~TemporaryFolder() {
 
 std::string readScenario(const std::string& file, const TemporaryFolder& folder, const Variables& more,
                          const std::vector<ProcessLine>& implied, Scenario& scenario) {
-  std::ifstream stream(file, std::ios::binary);
-  const std::string source((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
-  if (!stream.is_open() || stream.bad() || std::filesystem::is_directory(file)) {
+  std::string source;
+  if (!text::readFile(file, source)) {
     return file + ": cannot be read";
   }
   scenario.file = file;
