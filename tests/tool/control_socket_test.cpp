@@ -82,6 +82,24 @@ TEST_F(ControlSocket, answers_several_commands_that_come_at_once) {
   }
 }
 
+TEST_F(ControlSocket, answers_all_that_a_client_asked_before_it_ended_its_side) {
+  ControlClient sut(path_);
+  std::string lines;
+  for (int i = 0; i < 500; ++i) {
+    lines += R"({"id":)" + std::to_string(i) + R"(,"command":"help"})" + "\n";
+  }
+  sut.send(lines);
+  sut.finish();
+  ControlClient other(path_);
+  for (int i = 0; i < 3; ++i) {  // then the phone has seen the end, and more waits than a socket holds
+    EXPECT_THAT(other.ask(R"({"command":"state"})"), HasSubstr(R"("ok":true)"));
+  }
+  for (int i = 0; i < 500; ++i) {
+    ASSERT_THAT(sut.readLine().value_or(""), HasSubstr("{\"id\":" + std::to_string(i) + ","));
+  }
+  EXPECT_TRUE(sut.isAtEnd());
+}
+
 class ControlGarbage : public ControlSocket, public testing::WithParamInterface<const char*> {};
 
 TEST_P(ControlGarbage, is_answered_with_an_error_and_ends_the_connection_alone) {

@@ -10,6 +10,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <stdexcept>
 
@@ -43,8 +44,8 @@ class Client {
   void send(const std::string& bytes) const {
     EXPECT_EQ(::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
   }
-  // False where the server has left.
-  bool trySend(char byte) const { return ::send(fd_, &byte, 1, MSG_NOSIGNAL) == 1; }
+  // Says that nothing more will come.
+  void finish() const { shutdown(fd_, SHUT_WR); }
   // From now on it reads; before it does not.
   void read() { loop_.watchFor(fd_, POLLIN); }
   bool awaitEnd() {
@@ -104,6 +105,48 @@ TEST_F(ControlServer, answers_with_the_reason_where_a_command_throws) {
   other.send("{\"command\":\"go\"}\n");
   ASSERT_TRUE(other.awaitLine());
   EXPECT_THAT(other.told(), HasSubstr(R"("reply":"go","ok":true)"));
+}
+
+// More than a socket holds, so that replies wait when the client's end is seen.
+constexpr int kRequests = 200;
+
+command::Reply longReply() {
+  return command::Reply::done({{"text", std::string(10000, 'x')}});
+}
+
+void askOften(const Client& client) {
+  for (int i = 0; i < kRequests; ++i) {
+    client.send("{\"command\":\"tell\"}\n");
+  }
+}
+
+TEST_F(ControlServer, sends_what_waits_to_a_client_that_has_ended_its_side) {
+  start([](const auto&, std::size_t) { return longReply(); });
+  Client client(loop_, path_);
+  askOften(client);
+  client.finish();
+  ASSERT_TRUE(client.awaitEnd());
+  EXPECT_EQ(std::count(client.told().begin(), client.told().end(), '\n'), kRequests);
+}
+
+TEST_F(ControlServer, sends_what_waits_before_the_error_to_a_client_that_sends_no_request) {
+  start([](const auto&, std::size_t) { return longReply(); });
+  Client client(loop_, path_);
+  askOften(client);
+  client.send("hello\n");
+  ASSERT_TRUE(client.awaitEnd());
+  EXPECT_EQ(std::count(client.told().begin(), client.told().end(), '\n'), kRequests + 1);
+  EXPECT_THAT(client.told(), testing::EndsWith("\"error\":\"not a line of JSON\"}\n"));
+}
+
+TEST_F(ControlServer, does_not_wait_for_ever_until_its_last_replies_are_read) {
+  limits_.lastReplies = milliseconds(20);
+  start([](const auto&, std::size_t) { return longReply(); });
+  Client client(loop_, path_);
+  askOften(client);
+  ASSERT_TRUE(loop_.runUntil([this] { return sut_->clientCount() == 1; }, kPatience));
+  client.finish();
+  EXPECT_TRUE(loop_.runUntil([this] { return sut_->clientCount() == 0; }, kPatience));
 }
 
 }  // namespace

@@ -78,6 +78,7 @@ class Connection {
   ~Connection() {
     server_.hub_.remove(hubId_);
     server_.loop_.cancel(halfLineTimer_);
+    server_.loop_.cancel(endTimer_);
     server_.loop_.forget(fd_);
     close(fd_);
   }
@@ -91,7 +92,7 @@ class Connection {
 
  private:
   void onReady(short events) {
-    if ((events & POLLOUT) != 0) {
+    if (isEnding_ || (events & POLLOUT) != 0) {
       flush();
     }
     if (!isEnding_ && (events & (POLLIN | POLLHUP | POLLERR)) != 0) {
@@ -201,14 +202,31 @@ class Connection {
       }
       waiting_.erase(0, static_cast<std::size_t>(count));
     }
-    server_.loop_.watchFor(fd_, static_cast<short>(POLLIN | (waiting_.empty() ? 0 : POLLOUT)));
+    watch();
   }
 
-  // What was said last has been handed to the socket; the client may read it after the end, too.
+  void watch() {
+    if (isEnding_ && waiting_.empty()) {
+      leave();
+    } else {
+      server_.loop_.watchFor(fd_, static_cast<short>((isEnding_ ? 0 : POLLIN) | (waiting_.empty() ? 0 : POLLOUT)));
+    }
+  }
+
+  // The client is heard no more. What waits for it may still go out; what the socket has, it may read after the end.
   void end() {
     if (!isEnding_) {
       isEnding_ = true;
       server_.hub_.remove(hubId_);
+      server_.loop_.cancel(halfLineTimer_);
+      endTimer_ = server_.loop_.after(server_.limits_.lastReplies, [this] { leave(); });
+    }
+    watch();
+  }
+
+  void leave() {
+    server_.loop_.watchFor(fd_, 0);
+    if (!std::exchange(hasLeft_, true)) {
       server_.drop(this);
     }
   }
@@ -218,8 +236,10 @@ class Connection {
   loop::Lines lines_;
   std::string waiting_;
   bool isEnding_ = false;
+  bool hasLeft_ = false;
   talk::Hub::Id hubId_ = 0;
   loop::TimerId halfLineTimer_ = 0;
+  loop::TimerId endTimer_ = 0;
 };
 
 Server::Server(loop::Loop& loop, talk::Hub& hub, std::string path, Obey obey, const Limits& limits)

@@ -5,7 +5,8 @@
 //   {"command": "events on"}                      {"event":"connected","time":0.123,"link":"usb","iap":"iap2"}
 //
 // What is no such request is answered with an error, and the client is disconnected; so is one that sends too long a
-// line, half a line and then nothing more, or that does not read what it is told. Nobody else notices.
+// line, half a line and then nothing more, or that does not read what it is told. Nobody else notices. Who is heard no
+// more, by an end of his own or by a mistake, gets what was said to him until then.
 // Threads: the loop's.
 #pragma once
 
@@ -27,6 +28,7 @@ struct Limits {
   std::size_t lineBytes = std::size_t{64} * 1024;
   std::size_t waitingBytes = std::size_t{4} * 1024 * 1024;  // that a client has not read
   std::chrono::milliseconds halfLine{10000};                // a line that has begun has to end in this time
+  std::chrono::milliseconds lastReplies{10000};             // to read them, for a client that is heard no more
 };
 
 class Connection;
