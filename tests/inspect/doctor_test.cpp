@@ -107,6 +107,28 @@ TEST_F(Fix, removes_a_log_of_another_version_when_nobody_uses_it) {
   ASSERT_NO_FATAL_FAILURE(startSession());
 }
 
+TEST_F(Fix, makes_a_damaged_lock_anew_and_frees_the_places) {
+  ASSERT_NO_FATAL_FAILURE(endSession());
+  ASSERT_TRUE(test_support::pokeShmWord("iOSAppMem_Device1_From_HU.lock", 8, 3));
+  const json result = fix("--yes");
+  EXPECT_EQ(code, 0) << result;
+  ASSERT_EQ(result["repairs"].size(), 2U);
+  EXPECT_EQ(result["repairs"][0]["what"], "make iOSAppMem_Device1_From_HU.lock anew");
+  EXPECT_EQ(result["repairs"][0]["state"], "done");
+  EXPECT_EQ(result["repairs"][1]["state"], "done");
+  EXPECT_EQ(places(), 0U);
+  EXPECT_THAT(fix("--yes")["repairs"], IsEmpty());
+  EXPECT_EQ(linkapp("doctor").code, 0);
+  ASSERT_NO_FATAL_FAILURE(startSession());
+}
+
+TEST_F(Fix, leaves_a_damaged_lock_alone_while_the_channel_is_used) {
+  ASSERT_NO_FATAL_FAILURE(startSession());
+  ASSERT_TRUE(test_support::pokeShmWord("iOSAppMem_Device1_From_HU.lock", 8, 3));
+  EXPECT_EQ(fix("--yes")["repairs"][0]["state"], "refused");
+  EXPECT_EQ(test_support::shmWord("iOSAppMem_Device1_From_HU.lock", 8), 3U);
+}
+
 TEST_F(Fix, does_not_remove_a_log_that_a_process_uses) {
   ASSERT_NO_FATAL_FAILURE(startSession());
   ASSERT_TRUE(test_support::pokeShmWord(kLog, 4, 2));

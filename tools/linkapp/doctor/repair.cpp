@@ -11,6 +11,7 @@
 #include "VQFramework/SharedMemory/VQSharedSyncObject.h"
 #include "doctor/words.h"
 #include "reset/clearing.h"
+#include "reset/headers.h"
 
 namespace doctor {
 namespace {
@@ -48,11 +49,27 @@ void addLocks(const Examination& all, std::vector<Repair>& repairs) {
 
 // An object with another header is refused by every process of this version, and one of the other version would be
 // attached.
-std::string remove(const std::string& name, const Look& look) {
+void requireNobody(const Look& look) {
   const std::vector<reset::AttachedProcess> users = look();
   if (!users.empty()) {
     throw std::runtime_error("process " + std::to_string(users.front().pid) + " has attached meanwhile");
   }
+}
+
+// Where it is: a segment without its lock object could not be cleared any more.
+std::string makeAnew(const std::string& segment, const Look& look) {
+  requireNobody(look);
+  reset::makeBlank(segment + ".lock");
+  const VQSharedSyncObject lock(segment.c_str());  // makes it whole
+  const std::string problem = inspect::readLock(inspect::kSharedMemory, segment).problem;
+  if (!problem.empty()) {
+    throw std::runtime_error("it " + problem);
+  }
+  return "made anew";
+}
+
+std::string remove(const std::string& name, const Look& look) {
+  requireNobody(look);
   const std::string path = std::string(inspect::kSharedMemory) + "/" + name;
   if (unlink(path.c_str()) != 0 && errno != ENOENT) {
     throw std::runtime_error(path + ": " + reason(errno));
@@ -60,11 +77,23 @@ std::string remove(const std::string& name, const Look& look) {
   return "removed";
 }
 
-void addUnusable(const inspect::ObjectFacts& object, const std::string& problem, const Look& look,
-                 std::vector<Repair>& repairs) {
-  if (object.exists && object.problem.empty() && !problem.empty()) {
-    const std::string name = object.name;
-    repairs.push_back({"remove " + name, "it " + problem + ", and nobody uses the channel", look(),
+bool isUnusable(const inspect::ObjectFacts& object, const std::string& problem) {
+  return object.exists && object.problem.empty() && !problem.empty();
+}
+
+void addUnusable(const Examination& all, const Look& look, std::vector<Repair>& repairs) {
+  for (std::size_t i = 0; i < all.snapshot.locks.size(); ++i) {
+    const inspect::Lock& lock = all.snapshot.locks[i];
+    if (isUnusable(lock.object, lock.problem)) {
+      const std::string segment = inspect::kSegments[i];
+      repairs.push_back({"make " + lock.object.name + " anew", "it " + lock.problem + ", and nobody uses the channel",
+                         look(), [segment, look] { return makeAnew(segment, look); }});
+    }
+  }
+  const inspect::Log& log = all.snapshot.log;
+  if (isUnusable(log.object, log.problem)) {
+    const std::string name = log.object.name;
+    repairs.push_back({"remove " + name, "it " + log.problem + ", and nobody uses the channel", look(),
                        [name, look] { return remove(name, look); }});
   }
 }
@@ -102,10 +131,7 @@ void addPlaces(const Examination& all, const Look& look, std::vector<Repair>& re
 std::vector<Repair> repairsFor(const Examination& all, const Look& look) {
   std::vector<Repair> repairs;
   addLocks(all, repairs);
-  for (const inspect::Lock& lock : all.snapshot.locks) {
-    addUnusable(lock.object, lock.problem, look, repairs);
-  }
-  addUnusable(all.snapshot.log.object, all.snapshot.log.problem, look, repairs);
+  addUnusable(all, look, repairs);
   addPlaces(all, look, repairs);
   return repairs;
 }
