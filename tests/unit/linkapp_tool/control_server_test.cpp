@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <stdexcept>
 
 #include "scenario/source.h"
@@ -46,6 +47,8 @@ class Client {
   }
   // Says that nothing more will come.
   void finish() const { shutdown(fd_, SHUT_WR); }
+  // False where the server has left.
+  bool trySend(char byte) const { return ::send(fd_, &byte, 1, MSG_NOSIGNAL) == 1; }
   // From now on it reads; before it does not.
   void read() { loop_.watchFor(fd_, POLLIN); }
   bool awaitEnd() {
@@ -147,6 +150,23 @@ TEST_F(ControlServer, does_not_wait_for_ever_until_its_last_replies_are_read) {
   ASSERT_TRUE(loop_.runUntil([this] { return sut_->clientCount() == 1; }, kPatience));
   client.finish();
   EXPECT_TRUE(loop_.runUntil([this] { return sut_->clientCount() == 0; }, kPatience));
+}
+
+// A byte again and again, sooner than the limit; in the end the server gives up all the same.
+TEST_F(ControlServer, gives_a_line_its_time_from_its_first_byte_however_slowly_it_comes) {
+  limits_.halfLine = milliseconds(200);
+  start([](const auto&, std::size_t) { return command::Reply::done(); });
+  Client client(loop_, path_);
+  client.send("{\"command\":\"go\"}\n{");
+  ASSERT_TRUE(client.awaitLine());
+  std::function<void()> goOn = [&] {
+    if (client.trySend(' ')) {
+      loop_.after(milliseconds(20), goOn);
+    }
+  };
+  goOn();
+  ASSERT_TRUE(client.awaitEnd());
+  EXPECT_THAT(client.told(), testing::EndsWith("{\"ok\":false,\"error\":\"a line does not come to its end\"}\n"));
 }
 
 }  // namespace

@@ -58,6 +58,23 @@ TEST(Words, tell_their_column_in_characters) {
   EXPECT_EQ(end, 5U);
 }
 
+TEST(Words, tell_their_columns_in_a_long_line_too) {
+  constexpr std::size_t kWords = 20000;
+  std::string line;
+  for (std::size_t i = 0; i < kWords; ++i) {
+    line += i % 2 == 0 ? "\xC3\xA4 " : "\"b\" ";  // two columns, and four
+  }
+  std::vector<Word> words;
+  std::size_t end = 0;
+  Mistake mistake;
+  ASSERT_TRUE(splitWords(line, words, end, mistake));
+  ASSERT_EQ(words.size(), kWords);
+  for (std::size_t i = 0; i < kWords; ++i) {
+    ASSERT_EQ(words[i].column, i / 2 * 6 + (i % 2 == 0 ? 1 : 3)) << i;
+  }
+  EXPECT_EQ(mistakeIn(line + "\"c").column, kWords / 2 * 6 + 1);
+}
+
 TEST(Words, complain_about_quotes_without_an_end_at_their_beginning) {
   EXPECT_EQ(mistakeIn("send \"a b").column, 6U);
   EXPECT_EQ(mistakeIn("send \"a\\").column, 8U);

@@ -7,6 +7,11 @@
 namespace command {
 namespace {
 
+// Of a character of several bytes the first alone.
+bool beginsCharacter(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xC0) != 0x80;
+}
+
 bool isBlank(char character) {
   return character == ' ' || character == '\t' || character == '\r' || character == '\n';
 }
@@ -34,7 +39,13 @@ class Splitter {
   }
 
  private:
-  std::size_t column() const { return countCharacters(line_.substr(0, at_)) + 1; }
+  // Goes on from where it was asked last: a long line has many words.
+  std::size_t column() {
+    for (; counted_ < at_; ++counted_) {
+      characters_ += beginsCharacter(line_[counted_]) ? 1U : 0U;
+    }
+    return characters_ + 1;
+  }
 
   void skipBlanks() {
     while (at_ < line_.size() && isBlank(line_[at_])) {
@@ -97,6 +108,8 @@ class Splitter {
 
   const std::string& line_;
   std::size_t at_ = 0;
+  std::size_t counted_ = 0;     // bytes before `at_`
+  std::size_t characters_ = 0;  // in these
   Mistake mistake_;
 };
 
@@ -105,7 +118,7 @@ class Splitter {
 std::size_t countCharacters(const std::string& text) {
   std::size_t count = 0;
   for (const char character : text) {
-    count += (static_cast<unsigned char>(character) & 0xC0) != 0x80 ? 1 : 0;
+    count += beginsCharacter(character) ? 1U : 0U;
   }
   return count;
 }

@@ -114,19 +114,24 @@ class Connection {
       }
       return;
     }
-    const bool isGood = lines_.add(buffer, static_cast<std::size_t>(count), [this](const std::string& line) {
+    bool hasEnded = false;  // a line
+    const bool isGood = lines_.add(buffer, static_cast<std::size_t>(count), [&](const std::string& line) {
+      hasEnded = true;
       take(line);
       return !isEnding_;
     });
     if (!isGood && !isEnding_) {
       refuse("a line is longer than " + std::to_string(server_.limits_.lineBytes) + " bytes");
     }
-    watchHalfLine();
+    watchHalfLine(hasEnded);
   }
 
-  void watchHalfLine() {
-    server_.loop_.cancel(halfLineTimer_);
-    if (!isEnding_ && lines_.hasPartial()) {
+  // A line has its time from its first byte on, into however many pieces it is cut.
+  void watchHalfLine(bool isNew) {
+    if (isNew || isEnding_) {
+      server_.loop_.cancel(std::exchange(halfLineTimer_, 0));
+    }
+    if (!isEnding_ && lines_.hasPartial() && halfLineTimer_ == 0) {
       halfLineTimer_ =
           server_.loop_.after(server_.limits_.halfLine, [this] { refuse("a line does not come to its end"); });
     }
@@ -218,7 +223,7 @@ class Connection {
     if (!isEnding_) {
       isEnding_ = true;
       server_.hub_.remove(hubId_);
-      server_.loop_.cancel(halfLineTimer_);
+      server_.loop_.cancel(std::exchange(halfLineTimer_, 0));
       endTimer_ = server_.loop_.after(server_.limits_.lastReplies, [this] { leave(); });
     }
     watch();
