@@ -249,6 +249,22 @@ TEST_F(ReplayOfOne, tells_what_an_application_does_differently) {
   EXPECT_THAT(none.lines, Contains(HasSubstr("music has registered, which the recording does not have")));
 }
 
+TEST_F(ReplayOfOne, ends_with_1_where_its_logs_have_no_place) {
+  ASSERT_NO_FATAL_FAILURE(recordSession());
+  const std::string logs = path("x.rec") + "/logs";
+  const Ran ran =
+      runProgram(loop_, signals_,
+                 {"sh", "-c", LINKAPP_TOOL " replay --start --shared --logs " + logs + " " + path("x.rec") + " 2>&1"});
+  EXPECT_EQ(ran.code, 1);
+  EXPECT_THAT(ran.lines, Contains("linkapp replay: " + logs + ": Not a directory"));
+}
+
+TEST_F(ReplayOfOne, makes_the_folder_for_its_logs) {
+  ASSERT_NO_FATAL_FAILURE(recordSession());
+  EXPECT_EQ(tool({"replay", "--start", "--shared", "--logs", path("made/here"), path("x.rec")}).code, 0);
+  EXPECT_FALSE(std::filesystem::is_empty(path("made/here")));
+}
+
 TEST_F(ReplayOfOne, refuses_what_it_does_not_know) {
   EXPECT_EQ(tool({"replay"}).code, 2);
   EXPECT_EQ(tool({"replay", path("x.rec"), "--speed", "0"}).code, 2);

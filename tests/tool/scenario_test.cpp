@@ -5,6 +5,7 @@
 
 #include "scenario/source.h"
 #include "tests/tool/tool_fixture.h"
+#include "text/file.h"
 
 namespace {
 
@@ -129,6 +130,48 @@ TEST_F(ScenarioRun, of_the_phone_itself_needs_no_process) {
   EXPECT_EQ(runProgram(loop_, signals_, {LINKAPP_TOOL, "phone", "--scenario", file}).code, 1);
   std::ofstream(file) << "phone: unplgu\n";
   EXPECT_EQ(runProgram(loop_, signals_, {LINKAPP_TOOL, "phone", "--scenario", file}).code, 2);
+}
+
+std::string contentOf(const std::string& file) {
+  std::string content;
+  EXPECT_TRUE(text::readFile(file, content)) << file;
+  return content;
+}
+
+std::size_t countOf(const std::string& part, const std::string& text) {
+  std::size_t count = 0;
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+    ++count;
+  }
+  return count;
+}
+
+TEST_F(ScenarioRun, keeps_what_all_starts_of_a_process_told_in_a_folder_that_it_makes) {
+  const std::string logs = folder_.path() + "/logs/of/today";
+  const std::string source = "process phone = phone\nstart phone\nphone: plug usb\nexpect phone connected\n";
+  EXPECT_EQ(run(source + "restart phone\n", {"--logs", logs}), "");
+  EXPECT_EQ(countOf(R"("event":"ready")", contentOf(logs + "/phone.jsonl")), 2U);
+  EXPECT_EQ(countOf(R"("event":"connected")", contentOf(logs + "/phone.jsonl")), 1U);
+  EXPECT_EQ(run(source, {"--logs", logs}), "");
+  EXPECT_EQ(countOf(R"("event":"ready")", contentOf(logs + "/phone.jsonl")), 1U) << "an earlier run's is replaced";
+}
+
+TEST_F(ScenarioRun, begins_with_no_step_where_its_logs_have_no_place) {
+  const std::string file = folder_.path() + "/test.scn";
+  std::ofstream(file) << "process phone = phone\nstart phone\n";
+  const std::string logs = file + "/logs";
+  const Ran ran = runProgram(loop_, signals_,
+                             {"sh", "-c", LINKAPP_TOOL " scenario --shared --logs " + logs + " " + file + " 2>&1"});
+  EXPECT_EQ(ran.code, 1);
+  EXPECT_THAT(ran.lines, testing::ElementsAre("linkapp scenario: " + logs + ": Not a directory"));
+}
+
+TEST_F(ScenarioRun, fails_at_the_start_of_a_process_whose_log_cannot_be_written) {
+  const std::string logs = folder_.path() + "/logs";
+  text::makeFolder(logs + "/phone.jsonl");
+  EXPECT_THAT(run("process phone = phone\nstart phone\n", {"--logs", logs}),
+              StartsWith("2:1: cannot start phone: " + logs + "/phone.jsonl: Is a directory"));
+  EXPECT_EQ(ran_.code, 1);
 }
 
 TEST_F(ScenarioRun, can_be_read_without_being_run) {

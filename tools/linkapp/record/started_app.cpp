@@ -4,6 +4,8 @@
 
 #include <chrono>
 
+#include "text/file.h"
+
 namespace record {
 namespace {
 
@@ -15,11 +17,10 @@ constexpr std::chrono::seconds kEndPatience{5};
 
 StartedApp::StartedApp(loop::Loop& loop, loop::Signals& signals, const std::vector<std::string>& arguments,
                        const std::string& log)
-    : loop_(loop), lines_(kLongestLine), process_(loop, signals, {arguments, {}}, *this) {
-  if (!log.empty()) {
-    log_.open(log, std::ios::trunc);
-  }
-}
+    : loop_(loop),
+      log_(log.empty() ? std::ofstream() : text::openLog(log, true)),
+      lines_(kLongestLine),
+      process_(loop, signals, {arguments, {}}, *this) {}
 
 void StartedApp::onOutput(const char* data, std::size_t size) {
   const auto takeLine = [this](const std::string& line) {

@@ -16,7 +16,8 @@ namespace record {
 
 class StartedApp final : private loop::Process::Listener {
  public:
-  // Everything it tells goes to the file `log`, too, where that is no empty text. Throws std::system_error.
+  // Everything it tells goes to the file `log`, too, where that is no empty text; its folder is made. Throws
+  // std::runtime_error where the file cannot be written, std::system_error where the application cannot be started.
   StartedApp(loop::Loop& loop, loop::Signals& signals, const std::vector<std::string>& arguments,
              const std::string& log);
 

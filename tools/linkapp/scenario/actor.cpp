@@ -4,6 +4,8 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "text/file.h"
+
 namespace scenario {
 namespace {
 
@@ -18,10 +20,7 @@ std::string textField(const nlohmann::json& object, const char* name) {
 }  // namespace
 
 void Actor::begin(const std::string& log) {
-  log_.close();
-  if (!log.empty()) {
-    log_.open(log, std::ios::app);
-  }
+  log_ = log.empty() ? std::ofstream() : text::openLog(log, !wasStarted());
   player_.reset();
   told_.clear();
   taken_ = 0;

@@ -30,7 +30,8 @@ class Actor final : public Player::Listener {
   Player& player() { return *player_; }
   Player* playerOrNull() { return player_.get(); }
 
-  // Forgets the run before. What it tells from now on is added to the file `log`, where that is no empty text.
+  // Forgets the run before. What it tells from now on goes to the file `log`, where that is no empty text, behind what
+  // it told in its runs before. Throws std::runtime_error where the file cannot be written.
   void begin(const std::string& log);
   void take(std::unique_ptr<Player> player) { player_ = std::move(player); }
 

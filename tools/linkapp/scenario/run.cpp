@@ -13,6 +13,7 @@
 #include "scenario/report.h"
 #include "scenario/runner.h"
 #include "scenario/source.h"
+#include "text/file.h"
 
 namespace scenario {
 namespace {
@@ -58,7 +59,8 @@ void addOptions(CLI::App& cli, Options& options) {
   cli.add_option("--slowness", options.slowness, "factor for all deadlines, for slow machines")
       ->type_name("FACTOR")
       ->check(cli::range(1, 1000));
-  cli.add_option("--logs", options.logs, "a folder for what each process tells, as NAME.jsonl")->type_name("FOLDER");
+  cli.add_option("--logs", options.logs, "a folder for what each process tells, as NAME.jsonl; it is made")
+      ->type_name("FOLDER");
   cli.add_option("-D,--define", options.definitions, "what ${NAME} stands for in the file")
       ->type_name("NAME=VALUE")
       ->allow_extra_args(false);
@@ -96,6 +98,9 @@ class Place {
 };
 
 int runScenario(const Scenario& scenario, const Options& options) {
+  if (!options.logs.empty()) {
+    text::makeFolder(options.logs);
+  }
   const Place place(options.isShared);
   const demo::PrivateSettings settings;
   const Bluetooth bluetooth(scenario, !options.isShared);

@@ -125,8 +125,8 @@ bool Runner::start(Actor& actor) {
   if (actor.isRunning()) {
     return fail(actor.line().name + " runs already");
   }
-  actor.begin(options_.logs.empty() ? "" : options_.logs + "/" + actor.line().name + ".jsonl");
   try {
+    actor.begin(options_.logs.empty() ? "" : options_.logs + "/" + actor.line().name + ".jsonl");
     actor.take(startChild(loop_, signals_, argumentsOf(actor.line()), actor));
   } catch (const std::exception& error) {
     return fail("cannot start " + actor.line().name + ": " + error.what());

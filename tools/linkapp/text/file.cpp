@@ -4,6 +4,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+
 namespace text {
 
 // By system calls: a stream of the standard library throws where a read fails, with words of its own.
@@ -22,6 +26,23 @@ bool readFile(const std::string& path, std::string& content) {
   close(fd);
   errno = error;
   return count == 0;
+}
+
+void makeFolder(const std::string& path) {
+  std::error_code error;
+  std::filesystem::create_directories(path, error);
+  if (error) {
+    throw std::runtime_error(path + ": " + error.message());
+  }
+}
+
+std::ofstream openLog(const std::string& path, bool isAnew) {
+  makeFolder(std::filesystem::path(path).parent_path());
+  std::ofstream log(path, isAnew ? std::ios::trunc : std::ios::app);
+  if (!log.is_open()) {
+    throw std::runtime_error(path + ": " + std::generic_category().message(errno));
+  }
+  return log;
 }
 
 }  // namespace text
