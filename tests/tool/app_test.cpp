@@ -249,6 +249,15 @@ TEST_F(App, ends_with_its_input_and_when_it_is_asked_by_a_signal) {
   EXPECT_EQ(third->awaitEnd(), 128 + SIGINT);
 }
 
+TEST_F(App, that_is_ended_before_it_has_sent_everything_does_not_end_with_0) {
+  for (const int number : {SIGTERM, SIGHUP, SIGINT}) {
+    ToolProcess sut(loop_, signals_, {"app", "--json", "--send", "hello"});  // there is no phone
+    ASSERT_TRUE(sut.await({R"("event":"ready")"}));
+    sut.signal(number);
+    EXPECT_EQ(sut.awaitEnd(), 128 + number);
+  }
+}
+
 TEST_F(App, explains_itself) {
   const Ran help = runApp({"--help"});
   EXPECT_EQ(help.code, 0);

@@ -67,6 +67,18 @@ TEST_F(Console, refuses_what_cannot_be_done_with_the_reason) {
   EXPECT_EQ(sut_.obey("help teleport").error, "unknown command 'teleport'");
 }
 
+TEST_F(Console, says_of_a_send_that_the_channel_does_not_take_it_was_not_done) {
+  sut_.obey("plug usb");
+  phone_.launch({1, "com.example.navi", 0});
+  for (const std::string& line :
+       {std::string(R"(send-hex com.example.navi "")"), "send com.example.navi " + std::string(4097, 'x')}) {
+    const command::Reply reply = sut_.obey(line);
+    EXPECT_FALSE(reply.isOk);
+    EXPECT_EQ(reply.error, "the channel takes 1 to 4096 bytes");
+  }
+  EXPECT_TRUE(sut_.obey("send com.example.navi " + std::string(4096, 'x')).isOk);
+}
+
 TEST_F(Console, refuses_what_it_does_not_understand_with_the_column) {
   const command::Reply reply = sut_.obey("plug lan");
   EXPECT_FALSE(reply.isOk);

@@ -250,10 +250,10 @@ TEST_F(SimulatedPhone, sends_a_burst_of_its_count) {
 
 TEST_F(SimulatedPhone, refuses_to_send_what_the_channel_does_not_take) {
   openNavi();
-  sut_.sendFromApp(kNavi, Bytes(4097));
+  EXPECT_EQ(sut_.sendFromApp(kNavi, Bytes(4097)), "the channel takes 1 to 4096 bytes");
   EXPECT_EQ(recorder_.count(), 0U);
   EXPECT_EQ(events_.back(), "send-refused");
-  sut_.sendFromApp(kNavi, Bytes(4096));
+  EXPECT_EQ(sut_.sendFromApp(kNavi, Bytes(4096)), "");
   EXPECT_EQ(recorder_.count(), 1U);
 }
 

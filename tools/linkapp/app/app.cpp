@@ -33,7 +33,7 @@ class Runner {
  public:
   explicit Runner(const Options& options)
       : options_(options),
-        signals_(loop_, [this](int signal) { end(signal == SIGINT ? 128 + SIGINT : 0); }),
+        signals_(loop_, [this](int signal) { end(codeOf(signal)); }),
         lines_(loop_, hub_,
                {options.isJson, options.setup.name + "> ", "app",
                 [this](const std::string& line) { return complete(line); }},
@@ -111,6 +111,9 @@ class Runner {
   std::vector<std::string> complete(const std::string& line) const {
     return commands().complete(line, [this](const std::string& source) { return console_->names(source); });
   }
+
+  // To be asked to end is the usual end of whoever takes commands, and an early one of whoever has something to send.
+  int codeOf(int signal) const { return signal == SIGINT || !options_.takesCommands ? 128 + signal : 0; }
 
   void end(int code) {
     code_ = code;

@@ -25,10 +25,13 @@ class SimulatedPhone::OpenSession final : public Session {
   unsigned int appId() const override { return appId_; }
   const std::string& launchString() const override { return launchString_; }
 
-  void send(const Bytes& message) override {
+  void send(const Bytes& message) override { trySend(message); }
+  // Empty where it was sent, else why not.
+  std::string trySend(const Bytes& message) {
     if (message.empty() || message.size() > kLongestMessage) {
-      report("send-refused", {{"size", message.size()}, {"reason", "the channel takes 1 to 4096 bytes"}});
-      return;
+      const std::string reason = "the channel takes 1 to 4096 bytes";
+      report("send-refused", {{"size", message.size()}, {"reason", reason}});
+      return reason;
     }
     ++sent;
     ++phone_.sent_;
@@ -38,6 +41,7 @@ class SimulatedPhone::OpenSession final : public Session {
     }
     phone_.sink_({"sent", fields});
     phone_.listener_->onData(number_, message);
+    return "";
   }
 
   void close() override { phone_.scheduleClose(number_); }
@@ -328,8 +332,7 @@ std::string SimulatedPhone::sendFromApp(const std::string& launchString, const B
   if (session == nullptr) {
     return "no session of " + launchString + " is open";
   }
-  session->send(message);
-  return "";
+  return session->trySend(message);
 }
 
 std::string SimulatedPhone::burstFromApp(const std::string& launchString, const Burst& burst) {
