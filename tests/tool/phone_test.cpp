@@ -64,6 +64,8 @@ TEST_F(Phone, reports_a_program_that_exits_and_goes_on) {
 
   phone_->tell("app-echo com.example.navi");
   EXPECT_TRUE(phone_->await({R"("reply":"app-echo","ok":true)"}));
+  // While the client takes the session for open, its launch asks for nothing.
+  ASSERT_TRUE(test_support::waitUntil([this] { return client_->ask("session 1") == "0"; }));
   launch();
   EXPECT_EQ(client_->ask("exchange 1 10"), "ok");
 }
