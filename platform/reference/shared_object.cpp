@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <pthread.h>
 #include <string.h>
 #include <sys/mman.h>
@@ -13,7 +14,6 @@
 
 #include "platform/descriptor.h"
 #include "platform/inprocess/fork_state.h"
-#include "platform/uninterrupted.h"
 
 using platform::Descriptor;
 
@@ -21,6 +21,8 @@ namespace vqframework {
 namespace {
 
 constexpr mode_t kMode = 0664;
+constexpr int kTriesInACircle = 3000;
+constexpr int kPauseInACircle = 1;  // milliseconds
 
 std::string reason(const char* what, int error) {
   return std::string(what) + ": " + std::generic_category().message(error);
@@ -40,11 +42,24 @@ int openObject(const std::string& objectName) {
 
 // One process at a time makes the object whole. The kernel takes this lock back from a process that dies; it goes with
 // the descriptor. (Not flock: a forked child would inherit it.)
+// It belongs to the process, not to the thread: where one thread holds a file's lock and another one waits for some
+// other file's, the kernel sees circles that are none, and refuses with EDEADLK. Nobody waits for a lock while he makes
+// an object, so this one comes free in a moment. An error that stays has another reason: the tries come to an end.
 bool lockForSetup(int fd) {
   struct flock range = {};
   range.l_type = F_WRLCK;
   range.l_whence = SEEK_SET;
-  return platform::uninterrupted([&] { return fcntl(fd, F_SETLKW, &range); }) == 0;
+  int tries = kTriesInACircle;
+  while (fcntl(fd, F_SETLKW, &range) == -1) {
+    const bool isCircle = errno == EDEADLK;
+    if (errno != EINTR && (!isCircle || --tries == 0)) {
+      return false;
+    }
+    if (isCircle) {
+      poll(nullptr, 0, kPauseInACircle);
+    }
+  }
+  return true;
 }
 
 // Whether nothing is left to set up. Who may only read an object can hold a file lock on it, too: he must not be able

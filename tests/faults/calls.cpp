@@ -45,6 +45,7 @@ const std::vector<Call>& table() {
       {"new", "operator new", {ENOMEM}},
       {"new (nothrow)", "operator new", {ENOMEM}},
       {"open", "open", {EINTR, EACCES, ELOOP, EMFILE, ENFILE, ENOMEM, ENOSPC, EDQUOT, EROFS, EIO}},
+      {"poll", "poll", {EINTR, ENOMEM}},
       {"posix_fallocate", "posix_fallocate", {EINTR, ENOSPC, EFBIG, EIO, ENODEV}},
       {"pread", "pread", {EINTR, EIO, kShort}},
       {"pthread_create", "std::thread", {EAGAIN, EPERM, ENOMEM}},

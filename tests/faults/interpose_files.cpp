@@ -2,6 +2,7 @@
 // loads. Arguments are named as in the C library's headers.
 #include <errno.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <sys/file.h>
@@ -151,6 +152,13 @@ extern "C" {
     return -1;
   }
   return FAULTS_REAL(write)(fd, buf, error == faults::kShort && n > 1 ? 1 : n);
+}
+
+[[gnu::visibility("default")]] int poll(pollfd* fds, nfds_t nfds, int timeout) {
+  if (fails(faults::errorOf("poll"))) {
+    return -1;
+  }
+  return FAULTS_REAL(poll)(fds, nfds, timeout);
 }
 
 [[gnu::visibility("default")]] int fsync(int fd) {

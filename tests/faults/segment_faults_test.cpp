@@ -124,6 +124,7 @@ std::vector<Expectation> expectations(const std::string& name, bool isThere) {
       {"shm_open", "", {}, kUnusable, {kMapError}, {}, {}, 2},
       {"shm_open", "", {}, kUnusable, {kOpenError}},
       {"fcntl", "", {EINTR}, kUsable},
+      {"fcntl", "", {EDEADLK}, kUsable, {}, {}, Way::kOnce},
       {"fcntl", "", {}, kUsable, lock("fcntl")},
       {"posix_fallocate", "", {EINTR}, kUsable},
       {"posix_fallocate", "*.lock", {}, kUsable, lock("posix_fallocate"), {}, Way::kOnce},

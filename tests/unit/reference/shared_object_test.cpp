@@ -6,17 +6,22 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstddef>
 #include <ostream>
 #include <string>
+#include <thread>
 
 #include "VQFramework/SharedMemory/VQSharedMemNotifier.h"
 #include "VQFramework/SharedMemory/VQSharedSyncObject.h"
+#include "VQFramework/Sync/VQSyncGuard.h"
+#include "platform/descriptor.h"
 #include "platform/reference/message_log_layout.h"
 #include "platform/reference/named_lock.h"
 #include "tests/support/child.h"
 #include "tests/support/roles.h"
 #include "tests/support/shm_files.h"
+#include "tests/support/wait_until.h"
 #include "tests/unit/reference/log_access.h"
 #include "tests/unit/reference/log_lines.h"
 
@@ -179,6 +184,66 @@ TEST(LockObjectOfAnotherKind, GivesALockOfThisProcessAndOneLogLine) {
                                          "/dev/shm/unit_reference.foreign.lock\n"));
   }
   removeShm("unit_reference.foreign.lock");
+}
+
+constexpr const char* kContested = "unit_reference.contested";
+constexpr const char* kContestedObject = "unit_reference.contested.lock";
+constexpr const char* kOtherFile = "unit_reference.other";
+
+// An empty file of that name, made where it is not there.
+int openFile(const std::string& name) {
+  return open(shmFile(name).c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600);
+}
+
+bool lockFile(int fd) {
+  struct flock whole = {};
+  whole.l_type = F_WRLCK;
+  whole.l_whence = SEEK_SET;
+  return fcntl(fd, F_SETLKW, &whole) == 0;
+}
+
+// Others see who holds it.
+bool isSharedWithOthers(const VQSharedSyncObject& lock) {
+  const VQSyncGuard guard(lock);
+  return test_support::shmWord(kContestedObject, offsetof(vqframework::LockObject, holderPid)) ==
+         static_cast<std::uint32_t>(getpid());
+}
+
+TEST_ROLE(unit_reference_opens_the_contested_lock) {
+  const platform::Descriptor other(openFile(kOtherFile));
+  test_support::answer(lockFile(other.get()) ? "holds the other file" : "cannot lock the other file");
+  test_support::hear();
+  const VQSharedSyncObject sut(kContested);
+  test_support::answer(isSharedWithOthers(sut) ? "shared" : "not shared");
+  test_support::waitForParent();
+  return 0;
+}
+
+// File locks belong to processes. This one holds one that the other process wants, and another thread of it waits for
+// one that the other process holds: the kernel sees a circle, and there is none.
+TEST(LockObjectInACircleThatIsNone, IsSharedOnceWhoeverMakesItIsDone) {
+  Child process("unit_reference_opens_the_contested_lock");
+  ASSERT_TRUE(process.expectAnswer("holds the other file"));
+  platform::Descriptor maker(openFile(kContestedObject));
+  ASSERT_TRUE(lockFile(maker.get()));
+  std::atomic<long> waiting{0};
+  std::thread bystander([&waiting] {
+    const platform::Descriptor other(openFile(kOtherFile));
+    waiting = gettid();
+    EXPECT_TRUE(lockFile(other.get()));
+  });
+  EXPECT_TRUE(test_support::waitUntil([&waiting] { return waiting != 0 && test_support::isAsleep(waiting); }));
+
+  process.tell("open it");
+  EXPECT_TRUE(test_support::waitUntil([&process] { return process.isAsleep(); }));
+  maker = platform::Descriptor();
+
+  EXPECT_TRUE(process.expectAnswer("shared"));
+  EXPECT_EQ(process.finish(), 0);
+  EXPECT_EQ(process.log(), "");
+  bystander.join();
+  removeShm(kContestedObject);
+  removeShm(kOtherFile);
 }
 
 TEST_ROLE(unit_reference_posts_three_times) {
