@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <fstream>
@@ -12,6 +14,8 @@
 #include "VQFramework/SharedMemory/VQSharedMemNotifier.h"
 #include "tests/conformance/recorder.h"
 #include "tests/conformance/worker.h"
+#include "tests/support/child.h"
+#include "tests/support/roles.h"
 #include "tests/support/wait_until.h"
 #include "tests/unit/reference/log_access.h"
 
@@ -87,7 +91,12 @@ TEST_F(DeliveryThreadTest, GoesAfterACallThatTookTheLastRegistrationBack) {
   EXPECT_TRUE(isDeliveryThreadGone());
 }
 
-TEST_F(DeliveryThreadTest, BlocksEverySignalThatCanBeBlocked) {
+bool isRaisedByAFault(int number) {
+  return number == SIGILL || number == SIGTRAP || number == SIGBUS || number == SIGFPE || number == SIGSEGV ||
+         number == SIGSYS;
+}
+
+TEST_F(DeliveryThreadTest, BlocksEverySignalButThoseOfFaults) {
   add(sut, first, {kA});
   ASSERT_TRUE(isDeliveryAsleepFor(kA));
   std::ifstream file("/proc/self/task/" + std::to_string(deliveryThreads()[0]) + "/status");
@@ -99,9 +108,32 @@ TEST_F(DeliveryThreadTest, BlocksEverySignalThatCanBeBlocked) {
   for (int number = 1; number <= SIGRTMAX; ++number) {
     const bool isOfTheCLibrary = number > SIGSYS && number < SIGRTMIN;
     if (number != SIGKILL && number != SIGSTOP && !isOfTheCLibrary) {
-      EXPECT_EQ(blocked >> (number - 1) & 1, 1U) << "signal " << number;
+      EXPECT_EQ(blocked >> (number - 1) & 1, isRaisedByAFault(number) ? 0U : 1U) << "signal " << number;
     }
   }
+}
+
+constexpr int kReported = 42;
+
+void report(int /*number*/) {
+  _exit(kReported);
+}
+
+TEST_ROLE(unit_reference_has_an_observer_with_a_fault) {
+  signal(SIGSEGV, &report);
+  void* const forbidden = mmap(nullptr, 1, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  Recorder faulty;
+  faulty.then = [forbidden] { *static_cast<volatile char*>(forbidden) = 1; };
+  VQSharedMemNotifier notifier(false);
+  add(notifier, faulty, {kA});
+  notify(notifier, kA);
+  test_support::waitForParent();
+  return 0;
+}
+
+TEST(DeliveryThread, LetsTheProgramsHandlerReportAFaultInAnObserver) {
+  test_support::Child process("unit_reference_has_an_observer_with_a_fault");
+  EXPECT_EQ(process.wait(), kReported);
 }
 
 TEST_F(DeliveryThreadTest, LeavesTheSignalMaskOfWhoeverStartedItAlone) {
