@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <pthread.h>
 #include <signal.h>
 #include <stdarg.h>
@@ -19,6 +20,7 @@
 
 #include "platform/inprocess/formatted.h"
 #include "platform/inprocess/mutex.h"
+#include "platform/reference/wake_debt.h"
 #include "platform/uninterrupted.h"
 
 using platform::uninterrupted;
@@ -73,7 +75,7 @@ class NoBrokenPipeSignal {
 };
 
 // Addressed anew with each line: the journal may be restarted, and another socket stands there then. Never waits for a
-// journal that takes nothing: the caller may hold a lock that every process wants.
+// journal that takes nothing: standard error gets the line then.
 bool sendToJournal(int fd, const std::string& entry) {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
@@ -173,6 +175,12 @@ std::string lineOf(const VQDbgRecord& record) {
          visible(record.text);
 }
 
+// Whether a line goes out without waiting for a reader. A broken place counts, too: writing fails at once there.
+bool takesLineAtOnce(int fd) {
+  pollfd place = {fd, POLLOUT, 0};
+  return uninterrupted([&place] { return poll(&place, 1, 0); }) == 1;
+}
+
 // The line goes out in one call, so that lines of several threads and processes do not mix.
 void writeLine(const Output& target, const VQDbgRecord& record) {
   std::string line = lineOf(record);
@@ -183,6 +191,10 @@ void writeLine(const Output& target, const VQDbgRecord& record) {
     }
   }
   const int fd = target.place == Place::kJournal ? STDERR_FILENO : target.fd;
+  // A thread that waited for a reader with a named lock held would make every process wait that wants the lock.
+  if (holdsNamedLock() && !takesLineAtOnce(fd)) {
+    return;
+  }
   line += '\n';
   // A log that cannot be written must not stop the program.
   const NoBrokenPipeSignal quiet;

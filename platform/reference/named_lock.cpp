@@ -93,21 +93,23 @@ void NamedLock::lock() {
     return;
   }
   const std::uint64_t self = threadNumber();
-  if (ownerThread_.load(std::memory_order_relaxed) != self) {
-    const Taken taken = lockRobustMutex(object_->mutex);
-    if (taken != Taken::kDamaged) {
-      object_->holderPid.store(processId(), std::memory_order_relaxed);
-    } else {
-      lockOwn();
-    }
-    ownerThread_.store(self, std::memory_order_relaxed);
-    depth_ = 0;
-    if (taken != Taken::kFree) {
-      noteTrouble(taken);
-    }
+  if (ownerThread_.load(std::memory_order_relaxed) == self) {
+    ++depth_;
+    namedLockEntered();
+    return;
   }
-  ++depth_;
-  namedLockEntered();
+  const Taken taken = lockRobustMutex(object_->mutex);
+  if (taken != Taken::kDamaged) {
+    object_->holderPid.store(processId(), std::memory_order_relaxed);
+  } else {
+    lockOwn();
+  }
+  ownerThread_.store(self, std::memory_order_relaxed);
+  depth_ = 1;
+  namedLockEntered();  // before anything is logged, which must not wait from here on
+  if (taken != Taken::kFree) {
+    noteTrouble(taken);
+  }
 }
 
 void NamedLock::unlock() {

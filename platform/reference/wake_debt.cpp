@@ -46,6 +46,10 @@ void namedLockLeft() {
   payUnlessLocked();
 }
 
+bool holdsNamedLock() {
+  return debt.depth != 0;
+}
+
 void oweWakes(std::uint32_t groups) {
   debt.groups |= groups;
   payUnlessLocked();

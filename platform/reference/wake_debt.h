@@ -12,6 +12,9 @@ namespace vqframework {
 void namedLockEntered();
 void namedLockLeft();
 
+// Whether the calling thread holds one.
+bool holdsNamedLock();
+
 // Gives the processor away once, now or at the outermost unlock, after the wake-ups.
 void oweYield();
 

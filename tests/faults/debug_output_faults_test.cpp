@@ -12,8 +12,11 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 
 #include "VQFramework/Debug/VQDbgOutput.h"
+#include "VQFramework/SharedMemory/VQSharedSyncObject.h"
+#include "VQFramework/Sync/VQSyncGuard.h"
 #include "tests/faults/matrix.h"
 #include "tests/support/child.h"
 #include "tests/support/roles.h"
@@ -86,6 +89,39 @@ TEST(Faults, OfALineForStandardError) {
   const std::string works = "on standard error";
   faults::Matrix matrix = {"log line, VQDBG=stderr", works, [] { return std::make_unique<LoggedLine>("stderr"); },
                            whileWriting(works)};
+  matrix.keepsLog = false;
+  faults::run(matrix);
+}
+
+class LineUnderANamedLock : public LoggedLine {
+ public:
+  LineUnderANamedLock() : LoggedLine("stderr") {}
+
+  void prepare() override {
+    LoggedLine::prepare();
+    lock_.emplace("faults");
+  }
+  std::string attempt() override {
+    const VQSyncGuard guard(*lock_);
+    return LoggedLine::attempt();
+  }
+  void finish() override {
+    lock_.reset();
+    LoggedLine::finish();
+  }
+
+ private:
+  std::optional<VQSharedSyncObject> lock_;
+};
+
+TEST(Faults, OfALineUnderANamedLock) {
+  const std::string works = "on standard error";
+  std::vector<Expectation> expectations = {{"poll", "", {EINTR}, works}, {"poll", "", {}, "lost"}};
+  for (const Expectation& expectation : whileWriting(works)) {
+    expectations.push_back(expectation);
+  }
+  faults::Matrix matrix = {"log line, a named lock held", works, [] { return std::make_unique<LineUnderANamedLock>(); },
+                           expectations};
   matrix.keepsLog = false;
   faults::run(matrix);
 }

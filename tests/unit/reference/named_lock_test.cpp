@@ -1,5 +1,6 @@
 #include "platform/reference/named_lock.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <pthread.h>
 #include <unistd.h>
@@ -113,6 +114,38 @@ TEST_F(NamedLockTest, IsTakenOverFromAKilledProcessWithOneLogLine) {
   lock(sut);
   EXPECT_THAT(log.lines(), ElementsAre(kTakenOver));
   unlock(sut);
+}
+
+// Nothing can be written to standard error from here on without waiting for a reader.
+void clogStandardError() {
+  int ends[2] = {-1, -1};
+  EXPECT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
+  const std::string bytes(4096, 'x');
+  while (write(ends[1], bytes.data(), bytes.size()) > 0) {
+  }
+  EXPECT_EQ(fcntl(ends[1], F_SETFL, 0), 0);
+  EXPECT_NE(dup2(ends[1], STDERR_FILENO), -1);
+}
+
+TEST_ROLE(unit_reference_takes_the_lock_with_a_clogged_log) {
+  const VQSharedSyncObject object(kName);
+  clogStandardError();
+  lock(object);
+  unlock(object);
+  test_support::say("given back");
+  test_support::waitForParent();
+  return 0;
+}
+
+TEST_F(NamedLockTest, OfAKilledProcessIsNotKeptFromOthersByALogThatNobodyReads) {
+  Child holder("unit_reference_holds_the_lock");
+  ASSERT_TRUE(holder.expect("held"));
+  Child next("unit_reference_takes_the_lock_with_a_clogged_log");
+  holder.kill();
+  ASSERT_TRUE(next.expect("given back"));
+  lock(sut);
+  unlock(sut);
+  EXPECT_THAT(log.lines(), IsEmpty());
 }
 
 TEST_F(NamedLockTest, OfAKilledProcessGoesToAWaiterThatSleepsAlready) {
