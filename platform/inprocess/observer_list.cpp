@@ -239,19 +239,34 @@ inline const ObserverList::Snapshot* ObserverList::protectSnapshot(CallFrame& fr
   }
 }
 
+// Of a call that returns, and of one that ends its thread: whoever waits for it goes on.
+class ObserverList::EndOfCall {
+ public:
+  EndOfCall(ObserverList& list, CallFrame& frame) : list_(list), frame_(frame) {}
+  ~EndOfCall() {
+    frame_.isInside.store(false, std::memory_order_relaxed);
+    frame_.registration.store(nullptr, std::memory_order_release);
+    lightFence();
+    if (list_.waiterCount_.load(std::memory_order_acquire) != 0) {
+      list_.wakeWaiters(frame_);
+    }
+  }
+  EndOfCall(const EndOfCall&) = delete;
+  EndOfCall& operator=(const EndOfCall&) = delete;
+
+ private:
+  ObserverList& list_;
+  CallFrame& frame_;
+};
+
 inline void ObserverList::makeCall(CallFrame& frame, const Entry& entry, unsigned int id, void* data,
                                    unsigned int size) {
+  const EndOfCall end(*this, frame);
   frame.registration.store(&entry, std::memory_order_release);
   lightFence();
   if (entry.isAlive.load(std::memory_order_acquire)) {
     frame.isInside.store(true, std::memory_order_relaxed);
     entry.what.observer->Update(id, data, size);
-    frame.isInside.store(false, std::memory_order_relaxed);
-  }
-  frame.registration.store(nullptr, std::memory_order_release);
-  lightFence();
-  if (waiterCount_.load(std::memory_order_acquire) != 0) {
-    wakeWaiters(frame);
   }
 }
 

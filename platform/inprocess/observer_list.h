@@ -108,6 +108,8 @@ class ObserverList : public std::enable_shared_from_this<ObserverList> {
   // Under the lock as well; the analysis cannot follow it into the visit of a frame.
   bool isMeant(const void* registration, const Match& match) const VQ_NO_THREAD_SAFETY_ANALYSIS;
 
+  class EndOfCall;
+
   const Snapshot* protectSnapshot(CallFrame& frame) const;
   void makeCall(CallFrame& frame, const Entry& entry, unsigned int id, void* data, unsigned int size);
   [[gnu::cold]] void wakeWaiters(const CallFrame& frame);

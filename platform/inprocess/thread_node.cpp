@@ -19,7 +19,7 @@ bool hasKey = false;  // false where the program has used up all keys: a thread 
 // Not the destructor of a thread-local object: those run at exit, too, while the thread may still call and be called.
 void giveBack(void* value) {
   ThreadNode& node = *static_cast<ThreadNode*>(value);
-  // An observer that ended its thread has left its frames open.
+  // An observer that ended its thread has left its frames open where the stack could not be unwound.
   CallFrame* frame = &node.bottom;
   do {
     frame->isInside.store(false, std::memory_order_relaxed);

@@ -2,6 +2,7 @@
 #include "platform/inprocess/observer_list.h"
 
 #include <gmock/gmock.h>
+#include <pthread.h>
 
 #include <atomic>
 #include <memory>
@@ -9,10 +10,13 @@
 #include <vector>
 
 #include "VQFramework/Observer/VQObserver.h"
+#include "tests/conformance/worker.h"
 #include "tests/support/wait_until.h"
 
 namespace {
 
+using conformance::Gate;
+using conformance::Worker;
 using test_support::waitUntil;
 using vqframework::ObserverList;
 
@@ -121,6 +125,32 @@ TEST_P(ObserverListTest, AThreadTakesOverWhatAnEndedOneLeft) {
   }
   EXPECT_EQ(count(), before);
   EXPECT_EQ(guest.calls, 21);
+}
+
+TEST_P(ObserverListTest, ACallThatEndsItsThreadKeepsNoRemoverWaiting) {
+  const std::shared_ptr<ObserverList> sut = std::make_shared<ObserverList>();
+  struct Last {
+    Gate began;
+    Gate mayEnd;
+    unsigned int on(unsigned int /*id*/, void* /*data*/, unsigned int /*size*/) {
+      began.open();
+      mayEnd.pass();
+      pthread_exit(nullptr);
+    }
+  } last;
+  VQObserver<Last> observer(&last, &Last::on);
+  sut->add(&observer);
+  std::thread walker([&] { sut->call(1, nullptr, 0); });
+  last.began.pass();
+  const Worker remover([&] { sut->remove(&observer); });
+  EXPECT_TRUE(remover.isHeldUp());
+
+  last.mayEnd.open();
+
+  EXPECT_TRUE(remover.ends());
+  walker.join();
+  const Guest another(*sut);
+  sut->call(1, nullptr, 0);  // lets the remover go in any case
 }
 
 INSTANTIATE_TEST_SUITE_P(, ObserverListTest, testing::Bool(), [](const testing::TestParamInfo<bool>& way) {
