@@ -8,7 +8,7 @@
 
 #include "VQFramework/Debug/VQDbgOutput.h"
 #include "platform/inprocess/fork_state.h"
-#include "platform/inprocess/wait_graph.h"
+#include "platform/inprocess/thread_number.h"
 
 namespace {
 
@@ -23,13 +23,14 @@ constexpr const char* kLogFile = "VQFramework/Sync/VQSync";
 struct VQSync::State {
   static constexpr std::uintptr_t kHasWaiters = 1;
 
-  static std::uintptr_t self() { return reinterpret_cast<std::uintptr_t>(vqframework::currentThread()); }
+  // Of the number there is room for 31 bits at least: no program has as many threads, one after the other.
+  static std::uintptr_t self() { return static_cast<std::uintptr_t>(vqframework::threadNumber()) << 1; }
 
   bool take();
   bool wait(unsigned int timeout);
   void giveBack();
 
-  std::atomic<std::uintptr_t> word{0};  // the holder's thread, 0 = free; lowest bit: kHasWaiters
+  std::atomic<std::uintptr_t> word{0};  // the holder, 0 = free; lowest bit: kHasWaiters
   std::mutex mutex;
   std::condition_variable released;
   unsigned int waiting = 0;  // under the mutex

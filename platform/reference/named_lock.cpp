@@ -6,6 +6,7 @@
 #include "VQFramework/Debug/VQDbgOutput.h"
 #include "platform/inprocess/fork_state.h"
 #include "platform/inprocess/mutex.h"
+#include "platform/inprocess/thread_number.h"
 #include "platform/reference/process_id.h"
 #include "platform/reference/robust_mutex.h"
 #include "platform/reference/wake_debt.h"
@@ -21,17 +22,6 @@ int initializeLockObject(void* object) {
 }
 
 constexpr SharedObjectKind kLockKind = {kLockMagic, kLockVersion, sizeof(LockObject), &initializeLockObject};
-
-// Thread numbers are never used again, unlike the kernel's: a lock that a thread took to its grave is not mistaken for
-// a new thread's own.
-std::uint64_t threadNumber() {
-  static std::atomic<std::uint64_t> last{0};
-  static thread_local std::uint64_t number = 0;
-  if (number == 0) {
-    number = last.fetch_add(1, std::memory_order_relaxed) + 1;
-  }
-  return number;
-}
 
 struct Registry {
   Mutex mutex;  // held while an object is set up, so that one thread at a time works on a name

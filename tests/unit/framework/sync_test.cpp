@@ -96,6 +96,20 @@ TEST_F(SyncTest, ALockStaysUsableAfterARefusedUnlock) {
   unlock(sut);
 }
 
+TEST_F(SyncTest, AThreadThatComesAfterAHolderThatEndedIsNotTakenForIt) {
+  VQSync sut;
+  std::thread([&sut] { lock(sut); }).join();
+  bool isUnlocked = true;
+  bool isTaken = true;
+  std::thread([&] {
+    isUnlocked = unlock(sut);
+    isTaken = lock(sut, 0);
+  }).join();
+  EXPECT_FALSE(isUnlocked);
+  EXPECT_FALSE(isTaken);
+  expectOneLogLineOf("Unlock");
+}
+
 TEST_F(SyncTest, AHolderThatLocksAgainIsRefusedWithALogLine) {
   VQSync sut;
   lock(sut);
