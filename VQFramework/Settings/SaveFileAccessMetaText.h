@@ -22,7 +22,7 @@ class VQ_FRAMEWORK_API SaveFileAccessMetaText : public SaveFileAccessBase {
   // Writes what was set to the file, over what stands there now: other keys keep the values that other processes gave
   // them meanwhile. Readers see the old file or the new one, never a part, also after a loss of power; when this
   // returns true the new one is on the disk. False, with a log line, when it could not be written: the file is as
-  // before, and what was set is kept for the next try.
+  // before, or the new one stands there and may not be on the disk yet. What was set is kept for the next try.
   bool Flush();
 
  private:

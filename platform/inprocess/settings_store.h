@@ -15,7 +15,8 @@ class SettingsStore {
   virtual bool read(std::string& text) = 0;
 
   // Replaces the file by what `edit` makes of it, all or nothing, with no other process doing the same meanwhile.
-  // False, with a log line, when it could not: the file is as before.
+  // False, with a log line, when it could not: the file is as before, or the new one stands there and may not be on the
+  // disk yet.
   virtual bool replace(const std::function<std::string(const std::string&)>& edit) = 0;
 
  protected:
