@@ -1,43 +1,49 @@
 #include "platform/reference/attach_table.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
-#include <fstream>
-#include <new>
-#include <string>
+
+#include "platform/descriptor.h"
+#include "platform/uninterrupted.h"
+
+using platform::Descriptor;
+using platform::uninterrupted;
 
 namespace vqframework {
 namespace {
 
-// Field 22 of /proc/PID/stat, in clock ticks since boot. 0 where it cannot be read.
-std::uint64_t readStartTimeOf(std::uint32_t pid) {
-  std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
-  std::string line;
-  std::getline(file, line);
-  const std::size_t nameEnd = line.rfind(')');  // the name itself may hold spaces and brackets
-  if (nameEnd == std::string::npos) {
-    return 0;
+// What fits of a file, with a NUL behind it; nothing where it cannot be read. (A stream's file would stay open in a
+// program that the process becomes.)
+void readText(const char* path, char* text, std::size_t room) {
+  const Descriptor file(uninterrupted([path] { return open(path, O_RDONLY | O_CLOEXEC); }));
+  std::size_t length = 0;
+  ssize_t count = file.isOpen() ? 1 : 0;
+  while (count > 0 && length < room - 1) {
+    count = uninterrupted([&] { return read(file.get(), text + length, room - 1 - length); });
+    length += count > 0 ? static_cast<std::size_t>(count) : 0;
   }
-  std::size_t at = nameEnd + 1;
-  for (int field = 3; field < 22 && at != std::string::npos; ++field) {
-    at = line.find(' ', at + 1);
-  }
-  return at == std::string::npos ? 0 : std::strtoull(line.c_str() + at, nullptr, 10);
+  text[length] = '\0';
 }
 
-// Nothing depends on the table: without memory it lacks something, and the thread goes on.
+// Field 22 of /proc/PID/stat, in clock ticks since boot. 0 where it cannot be read.
 std::uint64_t startTimeOf(std::uint32_t pid) {
-  try {
-    return readStartTimeOf(pid);
-  } catch (const std::bad_alloc&) {
-    return 0;
+  char path[32];
+  snprintf(path, sizeof path, "/proc/%u/stat", static_cast<unsigned int>(pid));
+  char line[1024];
+  readText(path, line, sizeof line);
+  const char* at = strrchr(line, ')');  // the name itself may hold spaces and brackets
+  for (int field = 2; field < 22 && at != nullptr; ++field) {
+    at = strchr(at + 1, ' ');
   }
+  return at == nullptr ? 0 : std::strtoull(at, nullptr, 10);
 }
 
 // A start time of 0 stands while a place changes hands: then only the pid counts.
@@ -58,9 +64,9 @@ bool takeFrom(AttachedPlace& place, std::uint32_t pid, std::uint64_t listedStart
 void writeIdentity(AttachedPlace& place) {
   // Of the process, not of the calling thread, which has a name of its own.
   char name[AttachedPlace::kNameBytes] = {};
-  try {
-    std::ifstream("/proc/self/comm").getline(name, sizeof name);
-  } catch (const std::bad_alloc&) {  // as for the start time
+  readText("/proc/self/comm", name, sizeof name);
+  if (char* const end = strchr(name, '\n')) {
+    *end = '\0';
   }
   for (std::size_t i = 0; i < sizeof name; ++i) {
     place.name[i].store(name[i], std::memory_order_relaxed);

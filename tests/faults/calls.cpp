@@ -26,7 +26,6 @@ const std::vector<Call>& table() {
       {"fcntl", "fcntl", {EINTR, ENOLCK, EDEADLK, EACCES}},
       {"flock", "flock", {EINTR, ENOLCK, EBADF}},
       {"flock (unlock)", "flock", {EINTR, ENOLCK}},
-      {"fopen", "std::basic_ifstream", {EMFILE, ENFILE, ENOMEM, EACCES, ENOENT, EINTR}},
       {"fstat", "fstat", {EIO, ENOMEM, EOVERFLOW}},
       {"fsync", "fsync", {EINTR, EIO, ENOSPC, EDQUOT, EROFS}},
       {"ftruncate", "ftruncate", {EIO, ENOSPC, EFBIG, EPERM}},

@@ -4,12 +4,14 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <stdarg.h>
-#include <stdio.h>
+#include <string.h>
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <cstdlib>
 
 #include "tests/faults/plan.h"
 #include "tests/faults/real.h"
@@ -22,6 +24,14 @@ bool fails(int error) {
     errno = error;
   }
   return error != 0;
+}
+
+// What a library opens must not stay open in a program that the process becomes.
+void demandCloseOnExec(const char* what, bool isDemanded) {
+  if (faults::isWatched() && !isDemanded) {
+    static_cast<void>(!write(STDERR_FILENO, what, strlen(what)));
+    abort();
+  }
 }
 
 }  // namespace
@@ -113,6 +123,7 @@ extern "C" {
 }
 
 [[gnu::visibility("default")]] int open(const char* file, int oflag, ...) {
+  demandCloseOnExec("open without O_CLOEXEC\n", (oflag & O_CLOEXEC) != 0);
   if (fails(faults::errorOfPath("open", file))) {
     return -1;
   }
@@ -205,6 +216,7 @@ extern "C" {
 }
 
 [[gnu::visibility("default")]] int socket(int domain, int type, int protocol) noexcept {
+  demandCloseOnExec("socket without SOCK_CLOEXEC\n", (type & SOCK_CLOEXEC) != 0);
   if (fails(faults::errorOf("socket"))) {
     return -1;
   }
@@ -228,13 +240,5 @@ extern "C" {
   const int result = vdprintf(fd, fmt, list);
   va_end(list);
   return result;
-}
-
-// How the C++ library opens what an std::ifstream reads. `FILE` is the C library's own.
-[[gnu::visibility("default")]] FILE* fopen64(const char* filename, const char* modes) {
-  if (fails(faults::errorOfPath("fopen", filename))) {
-    return nullptr;
-  }
-  return FAULTS_REAL(fopen64)(filename, modes);
 }
 }
