@@ -4,7 +4,8 @@
 // process, the sender's own included, is called once, in one order that is the same for all processes and identifiers.
 //
 // Threads: any thread may call any operation. Observers run on one delivery thread per process, never inside
-// NotifyDataUpdate. The thread exists only while something is registered, and blocks all signals but those of faults.
+// NotifyDataUpdate. The thread exists while something is registered and a moment longer, and blocks all signals but
+// those of faults.
 // Locks: no lock is held while an observer runs. NotifyDataUpdate may be called with named locks held
 // (VQSharedSyncObject): the message is in the log when it returns, sleepers are woken at the outermost unlock.
 //

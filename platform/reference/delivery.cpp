@@ -83,8 +83,9 @@ bool Delivery::startThread(MessageLog& log, std::uint64_t position) {
   return true;
 }
 
-// When the last registration goes, so does the thread. The caller waits for it, so that nothing of it is left when the
-// program goes on; not where the thread is busy with a call that waits for the caller, or is the caller.
+// When the last registration goes, so does the thread. The caller waits until it has given its place back and will call
+// nobody any more; to be gone it may take a moment longer. No wait where the thread is busy with a call that waits for
+// the caller, or is the caller.
 void Delivery::afterRemoval() {
   version_.fetch_add(1, std::memory_order_release);
   if (isForkedChild() || !isEmpty()) {
