@@ -86,7 +86,7 @@ std::string Delivery::whatIsMissing() const {
   if (application_.isSending() && !application_.isOpen()) {
     return application_.hasPhone() ? "the phone has not opened the app" : "no phone is connected";
   }
-  const std::string results = countOf(tally.results(), tally.sent(), "send results have come");
+  std::string results = countOf(tally.results(), tally.sent(), "send results have come");
   if (application_.isRefused()) {
     return "the library refuses the next message; " + results;
   }

@@ -29,7 +29,7 @@ class SimulatedPhone::OpenSession final : public Session {
   // Empty where it was sent, else why not.
   std::string trySend(const Bytes& message) {
     if (message.empty() || message.size() > kLongestMessage) {
-      const std::string reason = "the channel takes 1 to 4096 bytes";
+      std::string reason = "the channel takes 1 to 4096 bytes";
       report("send-refused", {{"size", message.size()}, {"reason", reason}});
       return reason;
     }
