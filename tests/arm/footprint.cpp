@@ -133,7 +133,7 @@ int main() {
   const std::size_t withBoth = heapInUse();
 
   exchangeMessages(server, client, listener);
-  printf("footprint: heap %zu bytes with a server, %zu more with a client, %zu after the first messages\n",
+  printf("footprint: heap %zu bytes with a server, %zu more with a client, %zu after every kind of message\n",
          withServer - before, withBoth - withServer, heapInUse() - before);
   printf("footprint: stack of the delivery thread %zu bytes at its deepest\n", listener.stack.load());
   printf("footprint: resident %s, of it anonymous %s, of it shared %s\n", fieldOfStatus("VmRSS").c_str(),
