@@ -24,7 +24,7 @@ export APT_CONFIG=$sysroot.apt/apt.conf
 kernel=$(apt-cache depends "$image" | sed -n 's/^ *Depends: \(linux-image[^ ]*\)$/\1/p')
 [ -n "$kernel" ] || { echo "make_image: apt knows no $image" >&2; exit 1; }
 
-made_of=$(apt-cache policy "$kernel" "${packages[@]}" | grep -E '^[a-z]|Candidate:'; 
+made_of=$(apt-cache policy "$kernel" "${packages[@]}" | grep -E '^[a-z]|Candidate:'
   sha256sum "$0" "$here/init.sh" "$sysroot/var/lib/dpkg/status")
 if [ -f "$folder/made_of" ] && [ "$(cat "$folder/made_of")" = "$made_of" ]; then
   exit 0
