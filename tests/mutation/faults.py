@@ -86,8 +86,8 @@ def read_list(path):
 
 
 def check_list(faults, tree):
-    """SystemExit with all faults whose lines are not in the sources any more, or whose tests nobody knows: the list must
-    not rot."""
+    """SystemExit with all faults whose lines are not in the sources any more, or whose tests nobody knows: the list
+    must not rot."""
     errors = []
     for fault in faults:
         try:
